@@ -1,0 +1,97 @@
+#include "session/saved_recordings.h"
+
+#include <regex>
+
+#include "session/markers.h"
+#include "tests/session/session_fixture.h"
+
+namespace tvn {
+namespace {
+
+class SavedRecordingsTest : public SessionTest {
+ protected:
+  void set_replay(std::vector<double> samples, std::int64_t played) {
+    const SessionLock hold(engine_.lock);
+    engine_.mode = "replay";
+    engine_.replay_len = static_cast<std::int64_t>(samples.size());
+    engine_.replay_ecg = EcgBuffer(std::move(samples));
+    engine_.replay_pos = played;
+    engine_.name_id = "anna";
+    engine_.sex = "F";
+  }
+  std::string saved_text() {
+    std::string text = "(missing)";
+    read_file(recordings_dir(engine_) + "/" + get(&Engine::saved_as), text);
+    return text;
+  }
+};
+
+TEST_F(SavedRecordingsTest, NeedASecondOfEcg) {
+  set_replay(std::vector<double>(1000, 1.0), 129);
+  EXPECT_EQ(save_recording(engine_), R"({"ok":false,"error":"Nothing recorded to save yet."})");
+  EXPECT_EQ(get(&Engine::saved_as), "");
+  EXPECT_TRUE(std::filesystem::is_empty(recordings_dir(engine_)));
+}
+
+TEST_F(SavedRecordingsTest, HoldThePlayedPartAsWholeNumbers) {
+  std::vector<double> samples(1000, 7.0);
+  const double first[] = {0.4, -0.4, 0.5, -0.5, -12.5, 1e5};
+  std::copy(std::begin(first), std::end(first), samples.begin());
+  set_replay(samples, 130);
+  const std::string reply = save_recording(engine_);
+  const std::regex expected(
+      R"(\{"ok":true,"file":"anna_on5_off11_F40_\d{8}-\d{6}\.csv","count":130\})");
+  EXPECT_TRUE(std::regex_match(reply, expected)) << reply;
+  std::string text = "0\n0\n1\n-1\n-13\n100000\n";
+  for (int i = 6; i < 130; ++i) text += "7\n";
+  EXPECT_EQ(saved_text(), text);
+  EXPECT_FALSE(std::filesystem::exists(
+      markers_path(recordings_dir(engine_) + "/" + get(&Engine::saved_as))));
+}
+
+TEST_F(SavedRecordingsTest, AreNamedAfterTheParticipantOrTheSource) {
+  set_replay(std::vector<double>(200, 1.0), 200);
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.name_id = "";
+    engine_.source_label = "Live — Polar H10";
+    engine_.indur = 5.5;
+    engine_.outdur = 0.05;
+    engine_.age = -3;
+  }
+  save_recording(engine_);
+  EXPECT_TRUE(get(&Engine::saved_as).starts_with("Live_____Polar_H10_on5.5_off0.05_F-3_"));
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.name_id = "   ";
+  }
+  save_recording(engine_);
+  EXPECT_TRUE(get(&Engine::saved_as).starts_with("recording_on5.5_"));
+}
+
+TEST_F(SavedRecordingsTest, CarryTheirMarkersAndBringThemBack) {
+  set_replay(std::vector<double>(200, 1.0), 200);
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.markers = {{100, 4}, {150, 2}};
+  }
+  save_recording(engine_);
+  const std::string path = recordings_dir(engine_) + "/" + get(&Engine::saved_as);
+  start_replay(engine_, path, {{"speed", "0"}});
+  const std::vector<Marker> markers = get(&Engine::markers);
+  ASSERT_EQ(markers.size(), 2u);
+  EXPECT_EQ(markers[0].sample_index, 100);
+  EXPECT_EQ(markers[0].key, 4);
+  EXPECT_EQ(markers[1].sample_index, 150);
+  EXPECT_EQ(get(&Engine::replay_len), 200);
+}
+
+TEST_F(SavedRecordingsTest, TellWhenTheFileCannotBeWritten) {
+  set_replay(std::vector<double>(200, 1.0), 200);
+  std::filesystem::remove_all(recordings_dir(engine_));
+  EXPECT_EQ(save_recording(engine_), R"({"ok":false,"error":"write failed"})");
+  EXPECT_EQ(get(&Engine::saved_as), "");
+}
+
+}  // namespace
+}  // namespace tvn

@@ -1,0 +1,58 @@
+// A session with a data folder of its own, for tests of the session layer.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/files.h"
+#include "session/engine.h"
+#include "session/runs.h"
+#include "tests/temporary_folder.h"
+
+namespace tvn {
+
+class SessionTest : public testing::Test {
+ protected:
+  SessionTest() {
+    engine_.data_dir = folder_.path();
+    std::filesystem::create_directories(recordings_dir(engine_));
+  }
+  ~SessionTest() override {
+    stop(engine_);
+    wait_until([this] { return !engine_.analysis_busy; });
+  }
+
+  // Waits up to ten seconds, which only a broken program needs.
+  static bool wait_until(const std::function<bool()>& condition) {
+    for (int i = 0; i < 1000 && !condition(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+  }
+
+  std::string write_recording(const std::string& name, const std::vector<double>& samples) {
+    std::string text;
+    for (const double sample : samples) text += std::to_string(sample) + "\n";
+    const std::string path = recordings_dir(engine_) + "/" + name;
+    EXPECT_TRUE(write_file(path, text));
+    return path;
+  }
+
+  // Reads a member under the lock.
+  template <typename T>
+  T get(T Engine::*member) {
+    const SessionLock hold(engine_.lock);
+    return engine_.*member;
+  }
+
+  TemporaryFolder folder_;
+  Engine engine_;
+};
+
+}  // namespace tvn
