@@ -1,0 +1,32 @@
+// The replies that the server gives, as bytes.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tvn {
+
+struct Reply {
+  std::string bytes;          // header block and body
+  bool event_stream = false;  // the connection goes on with events after `bytes`
+};
+
+// A JSON reply. The reason phrase is "OK" whatever the status; the page reads the number only.
+Reply json_reply(std::string_view body, int status = 200);
+
+// The file at `path`, or the embedded file of the same name (without folders) when it cannot be
+// read, or the not-found reply.
+Reply file_reply(const std::string& path);
+
+Reply not_found_reply();
+
+// The header block of the event stream; events follow.
+Reply event_stream_reply();
+
+// One event of the stream: "data: " + text + "\n\n".
+std::string event_text(std::string_view data);
+
+// The content type by the end of `path`, case-sensitively.
+std::string_view content_type(std::string_view path);
+
+}  // namespace tvn

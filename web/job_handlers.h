@@ -1,0 +1,26 @@
+// The background jobs as the page sees them: time-frequency pictures, export and batch. Their
+// state is told as it is. This version has none of the three jobs yet: a start that would need one
+// says so instead of pretending.
+#pragma once
+
+#include <string_view>
+
+#include "web/router.h"
+
+namespace tvn {
+
+inline constexpr const char* k_batch_already_running = "A batch is already running.";
+inline constexpr std::string_view k_batch_not_available =
+    "Batch reports are not available in this version.";
+
+Reply handle_tfr(const Request& request, Site& site);
+Reply handle_tfr_status(const Request& request, Site& site);
+Reply handle_tfr_images(const Request& request, Site& site);
+Reply handle_export(const Request& request, Site& site);
+Reply handle_export_status(const Request& request, Site& site);
+// "root" names the folder; without it the platform's folder chooser is shown.
+Reply handle_batch_start(const Request& request, Site& site);
+Reply handle_batch_run(const Request& request, Site& site);
+Reply handle_batch_status(const Request& request, Site& site);
+
+}  // namespace tvn

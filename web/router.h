@@ -1,0 +1,23 @@
+// From a request to its reply: a fixed table of paths, tried in order, compared exactly. The
+// method is never looked at. Works on bytes, without a socket.
+#pragma once
+
+#include <string>
+
+#include "session/engine.h"
+#include "web/http_reply.h"
+#include "web/http_request.h"
+
+namespace tvn {
+
+// What the handlers work on.
+struct Site {
+  Engine& engine;
+  std::string web_dir;  // folder of the page's files
+};
+
+// The reply to `request`; the not-found reply when no path matches. May throw what a handler
+// throws (std::bad_alloc, std::system_error); the connection is then closed without a reply.
+Reply route(const Request& request, Site& site);
+
+}  // namespace tvn
