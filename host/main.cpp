@@ -1,0 +1,51 @@
+// Talvern Live: chooses its folders, listens on a loopback port, shows the page in the browser and
+// serves it until the process is ended.
+#include <csignal>
+#include <cstdio>
+#include <string>
+
+#include "base/version.h"
+#include "host/platform.h"
+#include "host/server.h"
+#include "host/startup.h"
+
+namespace {
+
+constexpr int k_default_port = 8000;
+
+tvn::Engine g_session;
+
+void print_banner(int port) {
+  const std::string rule(60, '=');
+  std::printf("%s\n", rule.c_str());
+  std::printf("  Talvern Live %s is running\n", tvn::APP_VERSION);
+  std::printf("  Open your browser at:  http://127.0.0.1:%d/\n", port);
+  std::printf("  Close this window to stop.\n");
+  std::printf("%s\n", rule.c_str());
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Writing to a browser that has gone must return an error instead of ending the process.
+  std::signal(SIGPIPE, SIG_IGN);
+
+  const tvn::Folders folders = tvn::choose_folders(tvn::read_environment(), tvn::executable_path());
+  g_session.data_dir = folders.data_dir;
+  tvn::create_data_folders(folders.data_dir);
+  tvn::refresh_samples(folders);
+  std::fputs(tvn::load_report_logo(folders.web_dir).c_str(), stdout);
+
+  const int first_port = argc > 1 ? tvn::port_from_argument(argv[1]) : k_default_port;
+  const auto listener = tvn::listen_on_free_port(first_port);
+  if (!listener) {
+    std::fputs("Could not bind a port.\n", stderr);
+    return 1;
+  }
+  print_banner(listener->port);
+  tvn::launch_browser(listener->port);
+
+  static tvn::Site site{g_session, folders.web_dir};
+  tvn::serve(listener->fd, site);
+}

@@ -1,0 +1,24 @@
+#include "host/platform.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace tvn {
+
+std::string executable_path() {
+  std::array<char, 4096> path;
+  const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size());
+  return length > 0 ? std::string(path.data(), static_cast<std::size_t>(length)) : "";
+}
+
+const char* browser_command() {
+  return "xdg-open";
+}
+
+int accept_connection(int listener) {
+  return ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+}
+
+}  // namespace tvn
