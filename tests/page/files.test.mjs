@@ -1,0 +1,121 @@
+import assert from "node:assert/strict";
+import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { dirname, join } from "node:path";
+import { test } from "node:test";
+import { eventually, text_becomes } from "./browser.mjs";
+import { button, requests_for, share_browser, with_page } from "./fixture.mjs";
+
+share_browser();
+
+const PARAMETERS = "&name=&indur=5&outdur=11&sex=M&age=40&fs=130";
+const hint = (page) => page.locator("#import-hint");
+
+async function pick_file(page, name, content) {
+  const chooser = page.waitForEvent("filechooser");
+  await button(page, "Import file…").click();
+  await (await chooser).setFiles({ name, mimeType: "text/plain", buffer: Buffer.from(content) });
+}
+
+async function pick_folder(page, name, folder) {
+  const chooser = page.waitForEvent("filechooser");
+  await button(page, name).click();
+  await (await chooser).setFiles(folder);
+}
+
+// A folder "study" with the files of the list, each holding its own name.
+function with_folder(files, run) {
+  return with_page(async (page, server) => {
+    const root = mkdtempSync(join(tmpdir(), "tvn-page-"));
+    try {
+      for (const file of files) {
+        const path = join(root, "study", file);
+        mkdirSync(dirname(path), { recursive: true });
+        writeFileSync(path, file);
+      }
+      await run(page, server, join(root, "study"));
+    } finally {
+      rmSync(root, { recursive: true });
+    }
+  });
+}
+
+test("an imported raw ECG is sent as it is and replays", with_page(async (page, server) => {
+  server.replies["/import"] = { ok: true, file: "imported_x.csv" };
+  await page.getByLabel("Import sample rate").fill("360");
+  await pick_file(page, "my räw.txt", "1\r\n-2\n3");
+  await eventually(() => assert.equal(server.streams(), 1));
+  const [request] = requests_for(server, "/import");
+  assert.equal(request.method, "POST");
+  assert.equal(request.url, "/import?fname=my%20r%C3%A4w.txt&speed=2" +
+    PARAMETERS.replace("fs=130", "fs=360"));
+  assert.equal(request.body.toString(), "1\r\n-2\n3");
+  assert.ok(await page.locator("#session").isVisible());
+}));
+
+test("a refused import shows the note; the same file can be picked again",
+  with_page(async (page, server) => {
+    server.replies["/import"] = { ok: false, note: "No file received." };
+    await pick_file(page, "a.txt", "");
+    await text_becomes(hint(page), "No file received.");
+    server.replies["/import"] = { ok: false };
+    await pick_file(page, "a.txt", "");
+    await text_becomes(hint(page), "Could not import that file.");
+    assert.ok(await page.locator("#setup").isVisible());
+    assert.ok(await button(page, "Import file…").isEnabled());
+  }));
+
+test("a Kubios file stays in Setup and its report is announced",
+  with_page(async (page, server) => {
+    server.replies["/import"] = { ok: true, kubios: true, beats: 312 };
+    const polls = [null, { status: "running", total: 1, done: 0, msg: "Working" },
+                   { status: "done", total: 1, done: 1, msg: "1 report written" }];
+    server.replies["/batch_status"] = () => polls.shift();
+    await pick_file(page, "rr.csv", "sep=,");
+    await text_becomes(hint(page), "Processing Kubios RR (312 beats)…");
+    await text_becomes(hint(page), "✓ 1 report written", 8000);
+    assert.equal(requests_for(server, "/batch_status").length, 3);
+    assert.equal(server.streams(), 0);
+    assert.ok(await page.locator("#setup").isVisible());
+  }));
+
+test("a folder without recordings sends nothing",
+  with_folder(["notes.pdf", "old_hrv.txt", "OLD_HRV.TXT"], async (page, server, folder) => {
+    await pick_folder(page, "Batch process…", folder);
+    await text_becomes(hint(page),
+      "No recordings (.txt raw ECG or .csv Kubios) found in that folder.");
+    assert.deepEqual(server.requests, []);
+  }));
+
+test("a folder is uploaded file by file and run",
+  with_folder(["a.TXT", "sub/b.csv", "sub/b_hrv.txt", "c.md"], async (page, server, folder) => {
+    server.replies["/batch_new"] = server.replies["/batch_upload"] = { ok: true };
+    server.replies["/batch_run"] = { ok: true };
+    const polls = [{ status: "running", total: 2, done: 1, msg: "Reading b.csv" },
+                   { status: "error", total: 2, done: 1, msg: "Disk full" }];
+    server.replies["/batch_status"] = () => polls.shift();
+    await pick_folder(page, "Import folder…", folder);
+    await text_becomes(hint(page), "Reading b.csv — 1/2 files");
+    await text_becomes(hint(page), "Disk full");
+    assert.equal(server.requests[0].url, "/batch_new");
+    const uploads = requests_for(server, "/batch_upload").map((r) => [r.url, r.body.toString()]);
+    assert.deepEqual(uploads.sort(), [
+      ["/batch_upload?rel=study%2Fa.TXT", "a.TXT"],
+      ["/batch_upload?rel=study%2Fsub%2Fb.csv", "sub/b.csv"]]);
+    assert.deepEqual(requests_for(server, "/batch_run").map((r) => r.url),
+      ["/batch_run?mode=single" + PARAMETERS + "&batchname=study"]);
+  }));
+
+test("a refused batch shows its reason and gives the buttons back",
+  with_folder(["a.txt"], async (page, server, folder) => {
+    server.replies["/batch_new"] = server.replies["/batch_upload"] = { ok: true };
+    server.replies["/batch_run"] = { ok: false, reason: "A batch is already running." };
+    await pick_folder(page, "Batch process…", folder);
+    await text_becomes(hint(page), "A batch is already running.");
+    assert.deepEqual(requests_for(server, "/batch_run").map((r) => r.url),
+      ["/batch_run?mode=batch" + PARAMETERS]);
+    for (const name of ["Import file…", "Import folder…", "Batch process…"]) {
+      assert.ok(await button(page, name).isEnabled(), name);
+    }
+    assert.equal(requests_for(server, "/batch_status").length, 0);
+  }));

@@ -1,0 +1,54 @@
+// What the tests against the scripted server share: one browser per file, and per test a fresh
+// server and a fresh page.
+
+import assert from "node:assert/strict";
+import { after, before } from "node:test";
+import { close_page, eventually, launch_browser, open_page } from "./browser.mjs";
+import { start_scripted_server } from "./scripted_server.mjs";
+
+const PAGE_FILE = process.env.TVN_PAGE;
+if (!PAGE_FILE) throw new Error("TVN_PAGE must name the assembled index.html");
+
+let browser;
+
+export function share_browser() {
+  before(async () => { browser = await launch_browser(); }, { timeout: 60_000 });
+  after(() => browser?.close());
+}
+
+// A test on a page that has finished entering Setup. prepare(server) may change the script
+// before the page is opened.
+export function with_page(run, prepare = () => {}, options = {}) {
+  return async () => {
+    const server = await start_scripted_server(PAGE_FILE);
+    prepare(server);
+    let page;
+    try {
+      page = await open_page(browser, server.address, options);
+      await page.waitForFunction(() => document.querySelector("#recording option"));
+      await eventually(() => assert.equal(requests_for(server, "/bt_available").length, 1));
+      server.requests.length = 0;
+      await run(page, server);
+      await close_page(page);
+    } finally {
+      await page?.context().close();
+      await server.close();
+    }
+  };
+}
+
+// Starts the first sample; the page is then in the Session view with an open stream.
+export async function start_replay(page, server, sample = "Sample 1.txt") {
+  await page.getByLabel("Open a recording").check();
+  await page.getByLabel("Recording", { exact: true }).selectOption(sample);
+  await page.getByRole("button", { name: "Start recording" }).click();
+  await eventually(() => assert.equal(server.streams(), 1));
+}
+
+export function requests_for(server, path) {
+  return server.requests.filter((request) => request.path === path);
+}
+
+export function button(page, name) {
+  return page.getByRole("button", { name, exact: true });
+}

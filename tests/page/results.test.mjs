@@ -1,0 +1,128 @@
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import { eventually, text_becomes } from "./browser.mjs";
+import { button, requests_for, share_browser, start_replay, with_page } from "./fixture.mjs";
+import { snapshot } from "./scripted_server.mjs";
+
+share_browser();
+
+const export_area = (page) => page.locator("#export-area");
+const tfr_area = (page) => page.locator("#tfr-area");
+const EXPORTING = "Exporting — saving raw data, computing the TFR and writing the PDF + CSV " +
+  "(up to ~1 minute)…";
+const PIXEL = "data:image/png;base64,iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR4" +
+  "2mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==";
+
+function in_session(run) {
+  return with_page(async (page, server) => {
+    await start_replay(page, server);
+    server.requests.length = 0;
+    await run(page, server);
+  });
+}
+
+async function enabled(page, name) {
+  await eventually(async () => assert.ok(await button(page, name).isEnabled()));
+}
+
+test("Save exports, polls until done and lists the result", in_session(async (page, server) => {
+  server.replies["/export"] = { ok: true, status: "exporting" };
+  const polls = [{ status: "exporting" }, null, { status: "done", result: {
+    folder: "anna_export", files: ["anna.edf", "<b>.pdf"], errors: ["no TFR"] } }];
+  server.replies["/export_status"] = () => polls.shift();
+  await button(page, "Save").click();
+  await text_becomes(export_area(page), EXPORTING);
+  assert.ok(await button(page, "Save").isDisabled());
+  await text_becomes(export_area(page).locator("p").first(), "Exported to exports/anna_export",
+                     8000);
+  assert.deepEqual(await export_area(page).locator("li").allTextContents(),
+                   ["anna.edf", "<b>.pdf"]);
+  assert.match(await export_area(page).textContent(), /no TFR/);
+  await enabled(page, "Save");
+  assert.equal(requests_for(server, "/save").length, 0);
+}));
+
+test("a failed export shows its error", in_session(async (page, server) => {
+  server.replies["/export"] = { ok: true, status: "exporting" };
+  server.replies["/export_status"] = { status: "error", error: "disk full" };
+  await button(page, "Save").click();
+  await text_becomes(export_area(page), "Export failed: disk full");
+  await enabled(page, "Save");
+}));
+
+test("when the export is refused the recording is saved", in_session(async (page, server) => {
+  server.replies["/export"] = { ok: false, error: "Export is not available in this version." };
+  server.replies["/save"] = { ok: true, file: "anna_on5.csv", count: 7800 };
+  await button(page, "Save").click();
+  await text_becomes(export_area(page).locator("p").first(), "Saved as recordings/anna_on5.csv");
+  assert.match(await export_area(page).textContent(), /Export is not available in this version\./);
+  await enabled(page, "Save");
+  server.replies["/save"] = { ok: false, error: "Nothing recorded to save yet." };
+  await button(page, "Save").click();
+  await text_becomes(export_area(page).locator("p").first(), "Nothing recorded to save yet.");
+  await enabled(page, "Save");
+}));
+
+test("the TFR is polled and shown as two figures", in_session(async (page, server) => {
+  server.replies["/tfr"] = { ok: true, status: "computing" };
+  const polls = [{ status: "computing" }, { status: "done" }];
+  server.replies["/tfr_status"] = () => polls.shift();
+  server.replies["/tfr_images"] = { status: "done", images: { tfr3: PIXEL, tfr10: PIXEL + "#" } };
+  await button(page, "Compute TFR").click();
+  assert.ok(await button(page, "Compute TFR").isDisabled());
+  await eventually(async () => assert.deepEqual(
+    await page.locator("figcaption").allTextContents(),
+    ["High frequency resolution (n = 10)", "High time resolution (n = 3)"]), 8000);
+  assert.deepEqual(await page.locator("figure img").evaluateAll((all) => all.map((i) => i.src)),
+                   [PIXEL + "#", PIXEL]);
+  assert.deepEqual(await page.locator("figure").first().locator(".ticks span").allTextContents(),
+                   ["0.18", "0.10", "0.02"]);
+  assert.equal(await page.locator("figure .axis-title").first().textContent(), "Frequency (Hz)");
+  await enabled(page, "Compute TFR");
+}));
+
+test("a refused and a failed TFR show their text", in_session(async (page, server) => {
+  server.replies["/tfr"] = { ok: false, status: "error", error: "Not in this version." };
+  await button(page, "Compute TFR").click();
+  await text_becomes(tfr_area(page), "Not in this version.");
+  await enabled(page, "Compute TFR");
+  server.replies["/tfr"] = { ok: true, status: "computing" };
+  server.replies["/tfr_status"] = { status: "error", error: "Not enough data recorded yet." };
+  await button(page, "Compute TFR").click();
+  await text_becomes(tfr_area(page), "Could not compute TFR: Not enough data recorded yet.");
+  await enabled(page, "Compute TFR");
+}));
+
+test("after a stop with a full cycle the TFR is suggested", in_session(async (page, server) => {
+  const hint = page.locator("#tfr-hint");
+  server.push(snapshot({ running: true, cycles_done: 2, hr: 61 }));
+  await text_becomes(page.locator("#hr-value"), "61");
+  await text_becomes(hint, "");
+  server.push(snapshot({ running: false, cycles_done: 0.99, hr: 62 }));
+  await text_becomes(page.locator("#hr-value"), "62");
+  await text_becomes(hint, "");
+  server.push(snapshot({ running: false, cycles_done: 1 }));
+  await text_becomes(hint, /^Compute the TFR .* press Save/);
+}));
+
+test("a new session leaves nothing of the last one", in_session(async (page, server) => {
+  server.replies["/export"] = { ok: true, status: "exporting" };
+  server.replies["/export_status"] = { status: "exporting" };
+  await button(page, "Save").click();
+  await text_becomes(export_area(page), EXPORTING);
+  await button(page, "New session").click();
+  await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
+  await start_replay(page, server);
+  await text_becomes(export_area(page), "");
+  assert.ok(await button(page, "Save").isEnabled());
+  const polled = requests_for(server, "/export_status").length;
+  await page.waitForTimeout(1700);
+  assert.equal(requests_for(server, "/export_status").length, polled);
+}));
+
+test("About opens and closes", with_page(async (page) => {
+  await button(page, "About").click();
+  assert.ok(await page.getByRole("dialog").isVisible());
+  await button(page, "Close").click();
+  assert.ok(await page.locator("dialog").isHidden());
+}));

@@ -1,0 +1,266 @@
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import { count_pixels, eventually, HEART_RATE_ORANGE, text_becomes, TVN_BLUE } from "./browser.mjs";
+import { button, requests_for, share_browser, start_replay, with_page } from "./fixture.mjs";
+import { snapshot } from "./scripted_server.mjs";
+
+share_browser();
+
+const text = (page, id) => page.locator("#" + id);
+
+// A test in the Session view of a replay.
+function in_session(run, options) {
+  return with_page(async (page, server) => {
+    await start_replay(page, server);
+    server.requests.length = 0;
+    await run(page, server);
+  }, () => {}, options);
+}
+
+// Pushes and waits until the page has shown it.
+async function show(page, server, changes) {
+  const pushed = snapshot(changes);
+  server.push(pushed);
+  await page.waitForFunction((shown) => last_snapshot && JSON.stringify(last_snapshot) === shown,
+                             JSON.stringify(pushed));
+}
+
+test("titles, numbers and lines follow the snapshot", in_session(async (page, server) => {
+  await show(page, server, {
+    name_id: "anna <b>", source_label: "Imported — x&y.txt", elapsed: 65.7, total: 257.2,
+    cycles_done: 4.06, hr: 71.6, tvn: 0.5, sex: "F", age: 33,
+    markers: [{ t: 12.3, k: 4 }, { t: 60, k: 9 }] });
+  await text_becomes(text(page, "session-title"), "Playback · anna <b>");
+  await text_becomes(text(page, "meta-line"),
+    "Female, 33 · In 5 s, out 11 s · Cycle 16 s · Expected 0.0625 Hz");
+  await text_becomes(text(page, "source-label"), "Imported — x&y.txt");
+  await text_becomes(text(page, "bluetooth-line"), "");
+  await text_becomes(text(page, "hr-value"), "72");
+  await text_becomes(text(page, "tvn-value"), "+0.50");
+  await text_becomes(text(page, "cycles"), "4.1 / 16");
+  await text_becomes(text(page, "elapsed"), "65 s");
+  await text_becomes(text(page, "position-total"), "257.2 s total · drag to jump");
+  await text_becomes(text(page, "markers-line"), "Markers: 4 at 12.3 s, 9 at 60.0 s");
+  await text_becomes(text(page, "status-word"), "Recording");
+  await show(page, server, { running: false, hr: null, tvn: -0.256 });
+  await text_becomes(text(page, "status-word"), "Stopped");
+  await text_becomes(text(page, "hr-value"), "–");
+  await text_becomes(text(page, "tvn-value"), "-0.26");
+  await show(page, server, { tvn: null, cycles_done: null });
+  await text_becomes(text(page, "tvn-value"), "–");
+}));
+
+test("a live run has its own words and no slider", in_session(async (page, server) => {
+  await show(page, server, { mode: "live", bt_status: "Starting…", total: 256,
+                             source_label: "Live — Polar H10" });
+  await text_becomes(text(page, "session-title"), "Live recording");
+  await text_becomes(text(page, "bluetooth-line"), "· Bluetooth: Starting…");
+  await text_becomes(text(page, "position-total"), "256 s target");
+  assert.ok(await page.getByLabel("Position").isDisabled());
+}));
+
+test("the gauge knob is at (value + 1) / 2", in_session(async (page, server) => {
+  for (const [tvn, left] of [[-1, "0%"], [0.5, "75%"], [1, "100%"], [null, "50%"]]) {
+    await show(page, server, { tvn });
+    assert.equal(await page.evaluate(() => document.getElementById("gauge-knob").style.left), left);
+  }
+}));
+
+test("broken events and raw control bytes do no harm", in_session(async (page, server) => {
+  server.push('{"mode":"replay","running":tr');
+  server.push(JSON.stringify(snapshot({ name_id: "tab", hr: 60 })).replace("tab", "a\tb\u0001"));
+  await text_becomes(text(page, "hr-value"), "60");
+  assert.equal(await page.evaluate(() => last_snapshot.name_id), "a\tb\u0001");
+}));
+
+test("keys 1 to 9 set markers while running, and only then", in_session(async (page, server) => {
+  const marks = () => requests_for(server, "/mark").map((request) => request.url);
+  await page.keyboard.press("1");  // before the first snapshot
+  await show(page, server);
+  for (const key of ["3", "0", "a", "Control+4", "9"]) await page.keyboard.press(key);
+  await eventually(() => assert.deepEqual(marks(), ["/mark?key=3", "/mark?key=9"]));
+  await page.getByLabel("Position").focus();
+  await page.keyboard.press("5");
+  await show(page, server, { running: false });
+  await page.evaluate(() => document.activeElement.blur());
+  await page.keyboard.press("6");
+  await button(page, "New session").click();
+  await page.getByLabel("Age").fill("");
+  await page.getByLabel("Age").press("7");
+  await page.evaluate(() => document.activeElement.blur());
+  await page.keyboard.press("8");
+  await eventually(() => assert.equal(requests_for(server, "/recordings").length, 1));
+  assert.deepEqual(marks(), ["/mark?key=3", "/mark?key=9"]);
+}));
+
+test("the slider follows, is left alone while dragged, and seeks on release",
+  in_session(async (page, server) => {
+    const slider = page.getByLabel("Position");
+    await show(page, server, { frac: 0.25 });
+    assert.equal(await slider.inputValue(), "250");
+    const box = await slider.boundingBox();
+    await page.mouse.move(box.x + box.width / 4, box.y + box.height / 2);
+    await page.mouse.down();
+    await page.mouse.move(box.x + box.width / 2, box.y + box.height / 2, { steps: 3 });
+    const held = await slider.inputValue();
+    assert.ok(Math.abs(held - 500) < 20, held);
+    await show(page, server, { frac: 0.26 });
+    assert.equal(await slider.inputValue(), held);
+    assert.equal(requests_for(server, "/seek").length, 0);
+    await page.mouse.up();
+    await eventually(() => assert.deepEqual(
+      requests_for(server, "/seek").map((request) => request.url), [`/seek?frac=${held / 1000}`]));
+    await page.waitForTimeout(300);
+    await show(page, server, { frac: 0.9 });
+    assert.equal(await slider.inputValue(), "900");
+    // The marker keys belong to the session again.
+    await page.keyboard.press("2");
+    await eventually(() => assert.equal(requests_for(server, "/mark").length, 1));
+  }));
+
+test("the countdown counts, beeps twice and once higher, and hides",
+  in_session(async (page, server) => {
+    const countdown = text(page, "countdown-text");
+    const sounds = () => page.evaluate(() => window.sounds);
+    await show(page, server, { elapsed: 19.5 });
+    await text_becomes(countdown, "TVN in 13 s");
+    assert.equal(await page.evaluate(() => document.getElementById("countdown-bar").style.width),
+                 "60.9375%");
+    for (const elapsed of [29, 30, 30.5, 31, 31.9]) await show(page, server, { elapsed });
+    await text_becomes(countdown, "TVN in 1 s");
+    assert.deepEqual(await sounds(), [660, 660]);
+    await show(page, server, { elapsed: 32 });
+    await text_becomes(countdown, "TVN active");
+    assert.ok(await countdown.isVisible());
+    assert.deepEqual(await sounds(), [660, 660, 880]);
+    await eventually(async () => assert.ok(await countdown.isHidden()));
+    await show(page, server, { elapsed: 40 });
+    assert.equal((await sounds()).length, 3);
+  }));
+
+test("the countdown is silent when the run has stopped", in_session(async (page, server) => {
+  for (const elapsed of [30, 31]) await show(page, server, { elapsed, running: false });
+  assert.deepEqual(await page.evaluate(() => window.sounds), []);
+}));
+
+test("the reward comes after a full positive cycle, once a cycle",
+  in_session(async (page, server) => {
+    const notes = async () =>
+      (await page.evaluate(() => window.sounds)).filter((sound) => sound === "piano").length;
+    const lit = () => page.locator("#coupled.lit").count();
+    const at = (elapsed, tvn) => show(page, server, { elapsed, tvn });
+    await page.waitForFunction(() => piano !== null);
+    await at(50, 0.1);
+    await at(65.9, 0.3);
+    assert.deepEqual([await lit(), await notes()], [0, 0]);
+    await at(66, 0.3);
+    assert.deepEqual([await lit(), await notes()], [1, 1]);
+    await page.waitForTimeout(1300);
+    await at(81.9, 0.3);
+    assert.equal(await notes(), 1);
+    await at(82, 0.3);
+    assert.equal(await notes(), 2);
+    await at(98, 0.3);  // a cycle further, but not yet 1.2 s of wall time
+    assert.equal(await notes(), 2);
+    await page.waitForTimeout(1300);
+    await at(98.1, 0.3);
+    assert.equal(await notes(), 3);
+    await at(99, 0);
+    assert.equal(await lit(), 0);
+    await page.waitForTimeout(1300);
+    await at(114, 0.2);
+    await at(129.9, 0.2);
+    assert.deepEqual([await lit(), await notes()], [0, 3]);
+    await at(130, 0.2);
+    assert.deepEqual([await lit(), await notes()], [1, 4]);
+    await at(100, 0.2);  // a seek backwards starts again
+    assert.equal(await lit(), 0);
+  }));
+
+// 780 samples of a steep saw-tooth and a heart rate and TVN for 100 s.
+function full_charts() {
+  const times = Array.from({ length: 1000 }, (_, i) => i / 10);
+  return {
+    elapsed: 100, ecg: Array.from({ length: 780 }, (_, i) => (i % 100) * 10),
+    hr_series: times.map((x) => ({ x, y: 60 + 10 * Math.sin(x / 3) })),
+    tvn_series: times.map((x) => ({ x, y: x < 32 || (x > 50 && x < 80) ? null : 0.5 })),
+    markers: [{ t: 60, k: 1 }] };
+}
+
+test("both canvases are painted sharp, in the colours of the legend",
+  in_session(async (page, server) => {
+    assert.equal(await count_pixels(page, "ecg-canvas", HEART_RATE_ORANGE), 0);
+    await show(page, server, full_charts());
+    assert.ok(await count_pixels(page, "ecg-canvas", HEART_RATE_ORANGE) > 1000);
+    assert.ok(await count_pixels(page, "trend-canvas", HEART_RATE_ORANGE) > 500);
+    assert.ok(await count_pixels(page, "trend-canvas", TVN_BLUE) > 200);
+    const sizes = await page.evaluate(() => ["ecg-canvas", "trend-canvas"].map((id) => {
+      const canvas = document.getElementById(id);
+      return [canvas.width - 2 * canvas.clientWidth, canvas.height - 2 * canvas.clientHeight];
+    }));
+    assert.deepEqual(sizes.flat().filter((difference) => Math.abs(difference) > 1), []);
+  }, { deviceScaleFactor: 2 }));
+
+test("the TVN line is broken where there is no value", in_session(async (page, server) => {
+  await show(page, server, full_charts());
+  // The window is 0 to 180 s; TVN 0.5 lies at three quarters of the plot's height.
+  const drawn = await page.evaluate((blue) => {
+    const canvas = document.getElementById("trend-canvas");
+    const { left, right, top, bottom } = TREND_MARGIN;
+    const y = Math.round(top + (canvas.height - top - bottom) / 4);
+    return [20, 40, 65, 90].map((t) => {
+      const x = Math.round(left + t / 180 * (canvas.width - left - right));
+      const { data } = canvas.getContext("2d").getImageData(x - 1, y - 2, 3, 5);
+      return blue.every((value, i) => data.some((byte, n) => n % 4 === i && byte === value));
+    });
+  }, TVN_BLUE);
+  assert.deepEqual(drawn, [false, true, false, true]);
+}));
+
+test("chart axes follow the data", in_session(async (page) => {
+  const axes = await page.evaluate(() => {
+    const points = (...values) => values.map((y, x) => ({ x, y }));
+    const at = (elapsed, cycle_seconds, newest) => trend_window({ elapsed, cycle_seconds,
+      hr_series: newest === undefined ? [] : [{ x: newest, y: 60 }] });
+    return {
+      none: heart_rate_axis([]), narrow: heart_rate_axis(points(60, 62)),
+      wide: heart_rate_axis(points(60, null, 70)),
+      early: at(10, 16), late: at(200, 16, 230), slow: at(10, 40) };
+  });
+  const near = (axis, low, high) =>
+    assert.ok(Math.abs(axis.low - low) + Math.abs(axis.high - high) < 1e-9, JSON.stringify(axis));
+  near(axes.none, 50, 90);
+  near(axes.narrow, 57 - 0.14 * 8, 65 + 0.14 * 8);
+  near(axes.wide, 60 - 1.4, 70 + 1.4);
+  assert.deepEqual(axes.early, { from: 0, to: 180 });
+  assert.deepEqual(axes.late, { from: 50, to: 230 });
+  assert.deepEqual(axes.slow, { from: 0, to: 240 });
+}));
+
+test("the whole view fits 1280 x 720 and needs no sideways scrolling on a phone",
+  in_session(async (page, server) => {
+    await show(page, server, { ...full_charts(), name_id: "anna", tvn: 0.5, hr: 70 });
+    const overflow = () => page.evaluate(() => {
+      const { scrollWidth, scrollHeight } = document.documentElement;
+      return [scrollWidth - innerWidth, scrollHeight - innerHeight];
+    });
+    assert.deepEqual(await overflow(), [0, 0]);
+    await page.setViewportSize({ width: 375, height: 812 });
+    assert.equal((await overflow())[0], 0);
+  }));
+
+test("Stop and New session", in_session(async (page, server) => {
+  await show(page, server);
+  await button(page, "Stop").click();
+  await eventually(() => assert.equal(requests_for(server, "/stop").length, 1));
+  assert.ok(await page.locator("#session").isVisible());
+  assert.equal(server.streams(), 1);
+  await show(page, server, { running: false });
+  assert.ok(await button(page, "Stop").isDisabled());
+  await button(page, "New session").click();
+  await eventually(() => assert.deepEqual(server.requests.map((request) => request.path).sort(),
+    ["/bt_available", "/recordings", "/stop", "/stop"]));
+  await eventually(() => assert.equal(server.streams(), 0));
+  assert.ok(await page.locator("#setup").isVisible());
+  await text_becomes(text(page, "status-word"), "Setup");
+}));

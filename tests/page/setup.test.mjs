@@ -1,0 +1,158 @@
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import { eventually, text_becomes } from "./browser.mjs";
+import { button, requests_for, share_browser, start_replay, with_page } from "./fixture.mjs";
+
+share_browser();
+
+const cycle_line = (page) => page.locator("#cycle-line");
+const start_hint = (page) => page.locator("#start-hint");
+
+test("cycle line takes a decimal comma and rounds to 0.01 s", with_page(async (page) => {
+  await text_becomes(cycle_line(page), "Cycle 16 s · 0.0625 Hz");
+  await page.getByLabel("In-period").fill("1,95");
+  await page.getByLabel("Out-period").fill("8");
+  await text_becomes(cycle_line(page), "Cycle 9.95 s · 0.1005 Hz");
+  await page.getByLabel("In-period").fill("0.1");
+  await page.getByLabel("Out-period").fill("0.2");
+  await text_becomes(cycle_line(page), "Cycle 0.3 s · 3.3333 Hz");
+}));
+
+test("a cycle of 0 shows 0", with_page(async (page) => {
+  await page.getByLabel("In-period").fill("five");
+  await page.getByLabel("Out-period").fill("");
+  await text_becomes(cycle_line(page), "Cycle 0 s · 0 Hz");
+}));
+
+test("presets fill the fields and the one that fits is marked", with_page(async (page) => {
+  const pressed = (name) => button(page, name).getAttribute("aria-pressed");
+  assert.equal(await pressed("16 s cycle"), "true");
+  await button(page, "10 s cycle").click();
+  assert.equal(await page.getByLabel("In-period").inputValue(), "2");
+  assert.equal(await page.getByLabel("Out-period").inputValue(), "8");
+  await text_becomes(cycle_line(page), "Cycle 10 s · 0.1000 Hz");
+  assert.equal(await pressed("10 s cycle"), "true");
+  assert.equal(await pressed("16 s cycle"), "false");
+  await page.getByLabel("In-period").fill("3");
+  assert.equal(await pressed("10 s cycle"), "false");
+}));
+
+test("the recording list has both groups with their folder words", with_page(async (page) => {
+  const groups = await page.evaluate(() =>
+    [...document.querySelectorAll("#recording optgroup")].map((group) => [group.label,
+      ...[...group.children].map((option) => [option.dataset.dir, option.value])]));
+  assert.deepEqual(groups, [
+    ["Saved recordings", ["saved", "a <b>\t\"c\".csv"]],
+    ["Bundled samples", ["samples", "Sample 1.txt"], ["samples", "Sample 2.txt"]]]);
+  // The program copies the tab unescaped into its reply.
+}, (server) => {
+  server.replies["/recordings"] =
+    '{"saved":["a <b>\t\\"c\\".csv"],"samples":["Sample 1.txt","Sample 2.txt"]}';
+}));
+
+test("start sends the parameters in order, as typed and encoded",
+  with_page(async (page, server) => {
+    await page.getByLabel("Name or ID-code").fill("Åsa & co/1+2");
+    await page.getByLabel("In-period").fill("1,95");
+    await page.getByLabel("Out-period").fill("8");
+    await page.getByLabel("Sex").selectOption("F");
+    await page.getByLabel("Age").fill("33");
+    await page.getByLabel("Import sample rate").fill("360");
+    await page.getByLabel("Open a recording").check();
+    await button(page, "8×").click();
+    assert.equal(await button(page, "8×").getAttribute("aria-pressed"), "true");
+    assert.equal(await button(page, "2×").getAttribute("aria-pressed"), "false");
+    await start_replay(page, server, "Sample 2.txt");
+    assert.deepEqual(requests_for(server, "/start_replay").map((request) => request.url), [
+      "/start_replay?dir=samples&file=Sample%202.txt&speed=8" +
+      "&name=%C3%85sa%20%26%20co%2F1%2B2&indur=1%2C95&outdur=8&sex=F&age=33&fs=360"]);
+    assert.ok(await page.locator("#session").isVisible());
+  }));
+
+test("the default speed is 2 and a saved recording carries its folder word",
+  with_page(async (page, server) => {
+    await start_replay(page, server, "mine.csv");
+    assert.deepEqual(requests_for(server, "/start_replay").map((request) => request.url), [
+      "/start_replay?dir=saved&file=mine.csv&speed=2" +
+      "&name=&indur=5&outdur=11&sex=M&age=40&fs=130"]);
+  }, (server) => {
+    server.replies["/recordings"] = { saved: ["mine.csv"], samples: [] };
+  }));
+
+test("without a selection there is a hint and nothing is sent",
+  with_page(async (page, server) => {
+    await button(page, "Start recording").click();
+    await text_becomes(start_hint(page), "Scan and select your Polar H10 first.");
+    await page.getByLabel("Open a recording").check();
+    await button(page, "Start recording").click();
+    await text_becomes(start_hint(page), "Pick or import a recording.");
+    assert.deepEqual(server.requests, []);
+  }));
+
+test("a refused start shows the reason and stays in Setup", with_page(async (page, server) => {
+  server.replies["/start_replay"] = { error: "file not found" };
+  server.status["/start_replay"] = 404;
+  await page.getByLabel("Open a recording").check();
+  await page.getByLabel("Recording", { exact: true }).selectOption("Sample 1.txt");
+  await button(page, "Start recording").click();
+  await text_becomes(start_hint(page), "file not found");
+  server.replies["/start_replay"] = { ok: false };
+  await button(page, "Start recording").click();
+  await text_becomes(start_hint(page), "Could not start.");
+  server.replies["/start_replay"] = null;
+  await button(page, "Start recording").click();
+  await eventually(async () => assert.ok(await button(page, "Start recording").isEnabled()));
+  assert.ok(await page.locator("#setup").isVisible());
+}));
+
+const BLUETOOTH_NOTE = "Bluetooth is not available on this computer. " +
+  "Use “Open a recording” to replay or import files.";
+
+test("without Bluetooth, Scan is disabled and the note says why", with_page(async (page) => {
+  await eventually(async () => assert.ok(await button(page, "Scan for devices").isDisabled()));
+  const note = (await page.locator("#bluetooth-note").innerText()).replace(/\s+/g, " ");
+  assert.equal(note, BLUETOOTH_NOTE);
+}));
+
+const DEVICES = [{ name: "", address: "AA" }, { name: "Watch", address: "BB" },
+                 { name: "POLAR H10 12", address: "CC" }];
+
+test("a scan lists Polar devices first and a start names the device",
+  with_page(async (page, server) => {
+    let answer;
+    server.replies["/scan"] = () => answer;
+    answer = { success: true, devices: DEVICES };
+    assert.ok(await page.locator("#bluetooth-note").isHidden());
+    await button(page, "Scan for devices").click();
+    await text_becomes(page.locator("#scan-line"), "Found 3 device(s). Select your Polar H10.");
+    assert.deepEqual(await page.locator("#device option").allTextContents(),
+                     ["POLAR H10 12  —  CC", "(unknown)  —  AA", "Watch  —  BB"]);
+    await page.getByLabel("Device").selectOption("CC");
+    await button(page, "Start recording").click();
+    await eventually(() => assert.equal(requests_for(server, "/start_live").length, 1));
+    assert.equal(requests_for(server, "/start_live")[0].url,
+                 "/start_live?address=CC&device=POLAR%20H10%2012" +
+                 "&name=&indur=5&outdur=11&sex=M&age=40&fs=130");
+  }, (server) => { server.replies["/bt_available"] = { available: true }; }));
+
+test("a scan that finds nothing or fails says so", with_page(async (page, server) => {
+  server.replies["/scan"] = { success: true, devices: [] };
+  await button(page, "Scan for devices").click();
+  await text_becomes(page.locator("#device option"), "none found");
+  await button(page, "Start recording").click();
+  await text_becomes(start_hint(page), "Scan and select your Polar H10 first.");
+  server.replies["/scan"] = { success: false, reason: "Bluetooth is off." };
+  await button(page, "Scan for devices").click();
+  await text_becomes(page.locator("#scan-line"), "Bluetooth is off.");
+  assert.ok(await button(page, "Scan for devices").isEnabled());
+}, (server) => { server.replies["/bt_available"] = { available: true }; }));
+
+test("age and sample rate are kept within their limits", with_page(async (page) => {
+  for (const [label, typed, kept] of [["Age", "150", "120"], ["Age", "", "40"],
+                                      ["Import sample rate", "5", "20"],
+                                      ["Import sample rate", "512.5", "512.5"]]) {
+    await page.getByLabel(label).fill(typed);
+    await page.getByLabel(label).blur();
+    assert.equal(await page.getByLabel(label).inputValue(), kept);
+  }
+}));

@@ -1,0 +1,99 @@
+# cmake -DTOOL=<inline_page> -DWORK=<scratch folder> -P inline_page_test.cmake
+#
+# The page assembler: what it writes, and that it refuses, with a message that tells why and
+# without touching the output, whatever would give a broken page.
+
+set(page ${WORK}/inline_page_test/page)
+set(output ${WORK}/inline_page_test/out.html)
+
+# A small page that can be assembled; each check starts from it and spoils it in one way.
+function(lay_out_page)
+  file(REMOVE_RECURSE ${WORK}/inline_page_test)
+  file(WRITE ${page}/index.html
+       "<!DOCTYPE html>\n<!-- inline: style.css -->\n<!-- inline: main.js -->\n</html>\n")
+  file(WRITE ${page}/style.css "p { margin: 0 }\n")
+  file(WRITE ${page}/main.js "let a = 1")
+  file(WRITE ${page}/notes.md "not part of the page")
+endfunction()
+
+function(fail text)
+  message(SEND_ERROR "${text}")
+endfunction()
+
+function(run_tool)
+  execute_process(COMMAND ${TOOL} ${ARGN} RESULT_VARIABLE status ERROR_VARIABLE errors
+                  OUTPUT_VARIABLE printed)
+  set(status "${status}" PARENT_SCOPE)
+  set(errors "${errors}" PARENT_SCOPE)
+endfunction()
+
+function(expect_output what size expected)
+  run_tool(${page} ${output} ${size})
+  if(NOT status STREQUAL "0")
+    fail("${what}: exit status ${status}: ${errors}")
+    return()
+  endif()
+  file(READ ${output} text)
+  file(SIZE ${output} bytes)
+  if(NOT text STREQUAL expected OR NOT bytes EQUAL size)
+    fail("${what}: ${bytes} bytes:\n${text}")
+  endif()
+endfunction()
+
+# The output keeps what an earlier build wrote.
+function(expect_refusal what size message)
+  file(WRITE ${output} "earlier")
+  run_tool(${page} ${output} ${size})
+  if(NOT status STREQUAL "1")
+    fail("${what}: exit status ${status}")
+  endif()
+  if(NOT errors MATCHES "${message}")
+    fail("${what}: says \"${errors}\"")
+  endif()
+  file(READ ${output} text)
+  if(NOT text STREQUAL "earlier")
+    fail("${what}: the output was written")
+  endif()
+endfunction()
+
+string(CONCAT assembled "<!DOCTYPE html>\n<style>\np { margin: 0 }\n</style>\n"
+       "<script>\nlet a = 1\n</script>\n</html>\n")
+string(LENGTH "${assembled}" assembled_size)
+
+lay_out_page()
+expect_output("an exact fit" ${assembled_size} "${assembled}")
+math(EXPR padded_size "${assembled_size} + 3")
+expect_output("padding" ${padded_size} "${assembled}\n\n\n")
+math(EXPR small_size "${assembled_size} - 7")
+expect_refusal("a page that does not fit" ${small_size}
+               "7 bytes too large: ${assembled_size} of ${small_size}")
+
+file(REMOVE ${page}/main.js)
+expect_refusal("a missing script" 1000 "main\\.js is missing")
+lay_out_page()
+file(REMOVE ${page}/index.html)
+expect_refusal("a missing shell" 1000 "index\\.html is missing")
+lay_out_page()
+file(WRITE ${page}/forgotten.js "let b = 2")
+expect_refusal("a script that nobody inlines" 1000 "forgotten\\.js .* does not inline it")
+lay_out_page()
+file(WRITE ${page}/main.js "let s = '</script>'")
+expect_refusal("a script that ends itself" 1000 "main\\.js contains </script")
+lay_out_page()
+file(APPEND ${page}/index.html "<!-- inline: main.js -->")
+expect_refusal("a script inlined twice" 1000 "main\\.js is inlined twice")
+lay_out_page()
+file(APPEND ${page}/index.html "<!-- inline: notes.md -->")
+expect_refusal("a part of another kind" 1000 "notes\\.md: only")
+lay_out_page()
+file(APPEND ${page}/index.html "<!-- inline: main.js")
+expect_refusal("a marker left open" 1000 "open inline marker")
+
+foreach(arguments "" "${page};${output}" "${page};${output};12x" "${page};${output};-1")
+  run_tool(${arguments})
+  if(NOT status STREQUAL "2" OR NOT errors MATCHES "^usage:")
+    fail("arguments \"${arguments}\": exit status ${status}")
+  endif()
+endforeach()
+
+file(REMOVE_RECURSE ${WORK}/inline_page_test)

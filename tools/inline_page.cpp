@@ -1,0 +1,130 @@
+// inline_page <page dir> <output> <exact size>
+//
+// Assembles the one document the program embeds. index.html in the page folder names its parts
+// by marker comments, each alone on its line:
+//
+//     <!-- inline: style.css -->      becomes <style> ... </style>
+//     <!-- inline: charts.js -->      becomes <script> ... </script>
+//
+// The embedded page has a fixed size, so that a build is reproducible to the byte; the rest is
+// filled with line feeds, which a browser ignores after </html>. Nothing is shortened: what a
+// reader sees with "view source" is what is in the page folder.
+//
+// Exit status: 0 when the output was written, 1 when the page cannot be assembled (a part is
+// missing, unused or unsafe to inline, or the page does not fit), 2 for a wrong command line.
+// On failure the output is left as it was.
+
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace tvn {
+namespace {
+
+constexpr std::string_view k_marker_begin = "<!-- inline: ";
+constexpr std::string_view k_marker_end = " -->";
+
+std::string read_text(const std::filesystem::path& path) {
+  if (!std::filesystem::is_regular_file(path)) {
+    throw std::runtime_error(path.string() + " is missing");
+  }
+  std::ifstream file(path, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (!file.good() && !file.eof()) throw std::runtime_error(path.string() + " cannot be read");
+  return text;
+}
+
+// The element that holds a part, by the part's file name ending.
+std::string element_for(const std::string& part) {
+  if (part.ends_with(".css")) return "style";
+  if (part.ends_with(".js")) return "script";
+  throw std::runtime_error(part + ": only .css and .js files can be inlined");
+}
+
+std::string inlined(const std::filesystem::path& page_dir, const std::string& part) {
+  const std::string element = element_for(part);
+  std::string text = read_text(page_dir / part);
+  // The HTML parser ends a style or script at its end tag, whatever the language inside says.
+  if (text.find("</" + element) != std::string::npos) {
+    throw std::runtime_error(part + " contains </" + element + ", which would end it too early");
+  }
+  if (!text.empty() && text.back() != '\n') text += '\n';
+  return "<" + element + ">\n" + text + "</" + element + ">";
+}
+
+// A style or script beside index.html that no marker names is a mistake: it would do nothing.
+void check_all_used(const std::filesystem::path& page_dir, const std::set<std::string>& used) {
+  for (const auto& entry : std::filesystem::directory_iterator(page_dir)) {
+    const std::string name = entry.path().filename().string();
+    if ((name.ends_with(".css") || name.ends_with(".js")) && !used.contains(name)) {
+      throw std::runtime_error(name + " is in the page folder but index.html does not inline it");
+    }
+  }
+}
+
+std::string assemble(const std::filesystem::path& page_dir) {
+  const std::string shell = read_text(page_dir / "index.html");
+  std::set<std::string> used;
+  std::string page;
+  std::size_t from = 0;
+  for (;;) {
+    const std::size_t begin = shell.find(k_marker_begin, from);
+    if (begin == std::string::npos) break;
+    const std::size_t name_begin = begin + k_marker_begin.size();
+    const std::size_t name_end = shell.find(k_marker_end, name_begin);
+    if (name_end == std::string::npos) throw std::runtime_error("index.html: open inline marker");
+    const std::string part = shell.substr(name_begin, name_end - name_begin);
+    if (!used.insert(part).second) throw std::runtime_error(part + " is inlined twice");
+    page += shell.substr(from, begin - from) + inlined(page_dir, part);
+    from = name_end + k_marker_end.size();
+  }
+  check_all_used(page_dir, used);
+  return page + shell.substr(from);
+}
+
+void pad_to(std::string& page, std::size_t exact_size) {
+  if (page.size() > exact_size) {
+    throw std::runtime_error("the page is " + std::to_string(page.size() - exact_size) +
+                             " bytes too large: " + std::to_string(page.size()) + " of " +
+                             std::to_string(exact_size));
+  }
+  page.append(exact_size - page.size(), '\n');
+}
+
+void write_text(const std::filesystem::path& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(text.data(), static_cast<std::streamsize>(text.size()));
+  file.close();
+  if (!file) throw std::runtime_error(path.string() + " cannot be written");
+}
+
+bool parse_size(std::string_view text, std::size_t& size) {
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), size);
+  return result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
+}  // namespace
+}  // namespace tvn
+
+int main(int argc, char** argv) {
+  std::size_t exact_size = 0;
+  if (argc != 4 || !tvn::parse_size(argv[3], exact_size)) {
+    std::cerr << "usage: inline_page <page dir> <output> <exact size>\n";
+    return 2;
+  }
+  try {
+    std::string page = tvn::assemble(argv[1]);
+    tvn::pad_to(page, exact_size);
+    tvn::write_text(argv[2], page);
+  } catch (const std::exception& error) {
+    std::cerr << "inline_page: " << error.what() << '\n';
+    return 1;
+  }
+  return 0;
+}
