@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::optional<std::string> environment_variable(const char* name) {
-  const char* value = std::getenv(name);
+  const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): one thread so far
   return value == nullptr ? std::nullopt : std::optional<std::string>(value);
 }
 
@@ -24,7 +24,7 @@ std::string folder_of(const std::string& executable) {
 
 std::string choose_base_dir(const Environment& environment, const std::string& executable) {
   if (environment.tvn_base) return *environment.tvn_base;
-  const std::string folder = folder_of(executable);
+  std::string folder = folder_of(executable);
   if (is_readable_file(folder + "/../Resources/web/index.html")) return folder + "/../Resources";
   if (is_readable_file(folder + "/web/index.html")) return folder;
   return ".";

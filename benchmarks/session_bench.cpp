@@ -1,0 +1,75 @@
+// What the session's lock is held for, and reading a long recording.
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/json.h"
+#include "session/analysis_pass.h"
+#include "session/status.h"
+#include "tests/analysis/synthetic_ecg.h"
+#include "web/recording_readers.h"
+
+namespace tvn {
+namespace {
+
+std::vector<double> synthetic_ecg(double seconds) {
+  synthetic::EcgSettings settings;
+  settings.seconds = seconds;
+  return synthetic::make_ecg(settings);
+}
+
+// A replay of `seconds`, played to its end and analysed, so that every chart is full.
+std::unique_ptr<Engine> analysed_replay(double seconds) {
+  auto engine = std::make_unique<Engine>();
+  {
+    const SessionLock hold(engine->lock);
+    engine->mode = "replay";
+    engine->replay_ecg = EcgBuffer(synthetic_ecg(seconds));
+    engine->replay_len = static_cast<std::int64_t>(engine->replay_ecg.size());
+    engine->replay_pos = engine->replay_len;
+  }
+  analyse_once(*engine);
+  return engine;
+}
+
+void BM_StatusReply(benchmark::State& state) {
+  const auto engine = analysed_replay(119.9);  // 1,199 chart points, the most there are
+  for (auto _ : state) benchmark::DoNotOptimize(status_json(*engine));
+  state.counters["bytes"] = static_cast<double>(status_json(*engine).size());
+}
+BENCHMARK(BM_StatusReply)->Unit(benchmark::kMicrosecond);
+
+// The lock time of a pass at 8 hours: its input is a view, whatever the length.
+void BM_LockHeldByPassInput(benchmark::State& state) {
+  Engine engine;
+  {
+    const SessionLock hold(engine.lock);
+    engine.mode = "live";
+    engine.live_ecg.append(std::vector<double>(std::size_t{8} * 3600 * 130, 1.0));
+  }
+  for (auto _ : state) benchmark::DoNotOptimize(take_pass_input(engine));
+}
+BENCHMARK(BM_LockHeldByPassInput)->Unit(benchmark::kMicrosecond);
+
+// Passes of the session, charts and their text included.
+void BM_SessionPass(benchmark::State& state) {
+  const EcgBuffer ecg(synthetic_ecg(static_cast<double>(state.range(0))));
+  for (auto _ : state) benchmark::DoNotOptimize(compute_pass(ecg.view(ecg.size()), 16.0));
+}
+BENCHMARK(BM_SessionPass)->Arg(300)->Arg(3600)->Arg(28800)->Unit(benchmark::kMillisecond);
+
+void BM_ParseMillionLines(benchmark::State& state) {
+  std::string text;
+  for (const double sample : synthetic_ecg(1e6 / 130.0 + 1.0)) {
+    append_json_number(text, state.range(0) == 0 ? static_cast<int>(sample) : sample);
+    text += '\n';
+  }
+  for (auto _ : state) benchmark::DoNotOptimize(parse_raw_ecg(text));
+  state.SetBytesProcessed(static_cast<std::int64_t>(text.size()) * state.iterations());
+}
+BENCHMARK(BM_ParseMillionLines)->ArgName("decimals")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace tvn

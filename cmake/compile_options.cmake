@@ -1,0 +1,22 @@
+# Flags that every target shares. No fast-math and no contraction into fused multiply-adds: the
+# same recording must give the same numbers from every compiler, at every optimisation level.
+add_library(tvn_options INTERFACE)
+target_compile_options(tvn_options INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow>
+  $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:-ffp-contract=off>)
+
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(tvn_options INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety;-Werror=thread-safety>)
+endif()
+
+if(TVN_SANITIZE)
+  target_compile_options(tvn_options INTERFACE
+    -fsanitize=${TVN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(tvn_options INTERFACE -fsanitize=${TVN_SANITIZE})
+endif()
+
+if(TVN_COVERAGE)
+  target_compile_options(tvn_options INTERFACE --coverage -O0 -g)
+  target_link_options(tvn_options INTERFACE --coverage)
+endif()
