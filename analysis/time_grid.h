@@ -1,0 +1,20 @@
+#pragma once
+// The time grid that the heart-rate and the TVN series share: 0.0, 0.1, 0.2, ... s below the
+// recording's duration, so that equal indices mean equal times.
+#include <cstddef>
+#include <vector>
+
+namespace tvn {
+
+// Recordings last hours or days; a grid beyond this many points (23 days) comes from a senseless
+// sampling rate and is refused instead of allocated.
+inline constexpr std::size_t k_max_grid_points = 20'000'000;
+
+// Times in seconds for a recording of n_samples at fs samples per second. The position advances by
+// adding 0.1 in floating point, and only the stored value is rounded to one decimal; the last
+// point is therefore decided by the accumulated position (120 s has 1201 points, the last of them
+// 120.0), and every series keeps that count.
+// Empty when the duration is not above 1e-12 s, not finite, or beyond k_max_grid_points. Linear.
+std::vector<double> time_grid(std::size_t n_samples, double fs);
+
+}  // namespace tvn
