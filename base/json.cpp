@@ -18,7 +18,7 @@ char* write_tenths(char* out, double value) {
   constexpr double k_limit = 100000.0;
   if (!(value > -k_limit && value < k_limit)) return nullptr;
   const auto tenths = static_cast<std::int64_t>(value * 10.0 + (value < 0 ? -0.5 : 0.5));
-  if (static_cast<double>(tenths) / 10.0 != value || std::abs(tenths) >= 1000000) return nullptr;
+  if (static_cast<double>(tenths) / 10.0 != value) return nullptr;
   if (std::signbit(value)) *out++ = '-';
   const auto magnitude = static_cast<std::uint64_t>(std::abs(tenths));
   out = std::to_chars(out, out + 8, magnitude / 10).ptr;

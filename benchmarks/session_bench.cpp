@@ -14,19 +14,13 @@
 namespace tvn {
 namespace {
 
-std::vector<double> synthetic_ecg(double seconds) {
-  synthetic::EcgSettings settings;
-  settings.seconds = seconds;
-  return synthetic::make_ecg(settings);
-}
-
 // A replay of `seconds`, played to its end and analysed, so that every chart is full.
 std::unique_ptr<Engine> analysed_replay(double seconds) {
   auto engine = std::make_unique<Engine>();
   {
     const SessionLock hold(engine->lock);
     engine->mode = "replay";
-    engine->replay_ecg = EcgBuffer(synthetic_ecg(seconds));
+    engine->replay_ecg = EcgBuffer(synthetic::make_ecg(seconds));
     engine->replay_len = static_cast<std::int64_t>(engine->replay_ecg.size());
     engine->replay_pos = engine->replay_len;
   }
@@ -55,14 +49,14 @@ BENCHMARK(BM_LockHeldByPassInput)->Unit(benchmark::kMicrosecond);
 
 // Passes of the session, charts and their text included.
 void BM_SessionPass(benchmark::State& state) {
-  const EcgBuffer ecg(synthetic_ecg(static_cast<double>(state.range(0))));
+  const EcgBuffer ecg(synthetic::make_ecg(static_cast<double>(state.range(0))));
   for (auto _ : state) benchmark::DoNotOptimize(compute_pass(ecg.view(ecg.size()), 16.0));
 }
 BENCHMARK(BM_SessionPass)->Arg(300)->Arg(3600)->Arg(28800)->Unit(benchmark::kMillisecond);
 
 void BM_ParseMillionLines(benchmark::State& state) {
   std::string text;
-  for (const double sample : synthetic_ecg(1e6 / 130.0 + 1.0)) {
+  for (const double sample : synthetic::make_ecg(1e6 / 130.0 + 1.0)) {
     append_json_number(text, state.range(0) == 0 ? static_cast<int>(sample) : sample);
     text += '\n';
   }

@@ -8,11 +8,7 @@
 namespace tvn {
 namespace {
 
-std::vector<double> make_ecg(double seconds) {
-  synthetic::EcgSettings settings;
-  settings.seconds = seconds;
-  return synthetic::make_ecg(settings);
-}
+using synthetic::make_ecg;
 
 class AnalysisPassTest : public SessionTest {
  protected:

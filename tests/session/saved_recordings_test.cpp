@@ -1,6 +1,6 @@
 #include "session/saved_recordings.h"
 
-#include <regex>
+#include <gmock/gmock.h>
 
 #include "session/markers.h"
 #include "tests/session/session_fixture.h"
@@ -39,9 +39,9 @@ TEST_F(SavedRecordingsTest, HoldThePlayedPartAsWholeNumbers) {
   std::copy(std::begin(first), std::end(first), samples.begin());
   set_replay(samples, 130);
   const std::string reply = save_recording(engine_);
-  const std::regex expected(
-      R"(\{"ok":true,"file":"anna_on5_off11_F40_\d{8}-\d{6}\.csv","count":130\})");
-  EXPECT_TRUE(std::regex_match(reply, expected)) << reply;
+  EXPECT_THAT(reply, testing::MatchesRegex(
+                         R"(\{"ok":true,"file":"anna_on5_off11_F40_[0-9]{8}-[0-9]{6}\.csv",)"
+                         R"("count":130\})"));
   std::string text = "0\n0\n1\n-1\n-13\n100000\n";
   for (int i = 6; i < 130; ++i) text += "7\n";
   EXPECT_EQ(saved_text(), text);
