@@ -4,8 +4,9 @@
 import { existsSync, readFileSync } from "node:fs";
 import { createServer } from "node:http";
 import { join } from "node:path";
+import { fileURLToPath } from "node:url";
 
-const ASSETS = join(import.meta.dirname, "../../assets");
+const ASSETS = fileURLToPath(new URL("../../assets", import.meta.url));
 
 // What the program answers when nothing has happened yet, with the work of later jobs refused.
 export const IDLE_REPLIES = {

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "base/clock.h"
+#include "session/markers.h"
 #include "session/status.h"
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/session/session_fixture.h"
@@ -193,13 +194,27 @@ TEST_F(LiveRunsTest, ALiveRunReceivesFromTheSensorUntilItStops) {
   EXPECT_EQ(get(&Engine::live_clock_start), 0.0);
   const std::vector<double> ecg = make_ecg(10.0);
   sensor_.send(ecg);
-  EXPECT_GT(get(&Engine::live_clock_start), 0.0);
+  const double first_frame = get(&Engine::live_clock_start);
+  EXPECT_GT(first_frame, 0.0);
+  sensor_.send({1.0});
+  EXPECT_EQ(get(&Engine::live_clock_start), first_frame);
   ASSERT_TRUE(wait_until([this] { return get(&Engine::rr_count) > 0; }));
   stop(engine_);
   sensor_.send(ecg);
   EXPECT_EQ(sensor_.calls, (std::vector<std::string>{"start AA:BB", "stop"}));
   const SessionLock hold(engine_.lock);
-  EXPECT_EQ(elapsed_samples(engine_), static_cast<std::int64_t>(ecg.size()));
+  EXPECT_EQ(elapsed_samples(engine_), static_cast<std::int64_t>(ecg.size() + 1));
+}
+
+TEST_F(LiveRunsTest, ALiveRunBeginsWithoutWhatTheLastOneLeft) {
+  start_live(engine_, "AA:BB", {});
+  sensor_.send(std::vector<double>(500, 1.0));
+  EXPECT_TRUE(add_marker(engine_, 3));
+  start_live(engine_, "AA:BB", {});
+  EXPECT_TRUE(get(&Engine::markers).empty());
+  EXPECT_EQ(get(&Engine::live_clock_start), 0.0);
+  const SessionLock hold(engine_.lock);
+  EXPECT_EQ(elapsed_samples(engine_), 0);
 }
 
 TEST_F(LiveRunsTest, WhatALateSensorSendsStaysOutOfTheNextRun) {

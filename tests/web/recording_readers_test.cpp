@@ -34,6 +34,10 @@ TEST(ParseKubiosRr, SkipsRowsThatAreNotData) {
   EXPECT_EQ(parse_kubios_rr("RR INTERVAL DATA\n,1,2 s\n,1,1e999\n,,5\n,1,2e-1,9"), (Values{0.2}));
 }
 
+TEST(ParseKubiosRr, LooksForTheDataBeyondEmptyRows) {
+  EXPECT_EQ(parse_kubios_rr("RR INTERVAL DATA\n,,\n,Time,RR\n,,,\n,1,2\n"), Values{2});
+}
+
 TEST(ParseKubiosRr, NeedsTheHeading) {
   EXPECT_EQ(parse_kubios_rr("rr interval data\n,1,2\n"), Values{});
   EXPECT_EQ(parse_kubios_rr("RR INTERVAL DATA"), Values{});
