@@ -23,7 +23,8 @@ struct DecimalScan {
 // digits with an optional point (at least one digit), an optional exponent. "1-2" gives 1,
 // "1e" gives 1, "1.2.3" gives 1.2. White space is not skipped; "inf", "nan" are no numbers, and of
 // "0x10" only the 0 is read. The value is the double nearest to the text. Linear in the number's
-// length; no allocation for numbers of up to 15 digits.
+// length; no allocation for numbers of up to 15 digits with a
+// power of ten within 22.
 DecimalScan scan_decimal(std::string_view text);
 
 // The number that request texts carry, or `fallback`. Every "," counts as a "." so that a decimal

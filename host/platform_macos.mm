@@ -15,7 +15,9 @@ std::string executable_path() {
   return _NSGetExecutablePath(path.data(), &size) == 0 ? std::string(path.data()) : "";
 }
 
-const char* browser_command() { return "open"; }
+const char* browser_command() {
+  return "open";
+}
 
 int accept_connection(int listener) {
   const int fd = ::accept(listener, nullptr, nullptr);

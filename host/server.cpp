@@ -34,6 +34,19 @@ bool bind_loopback(int fd, int port) {
   return ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
+// The listening socket on `port`, or -1. A socket of its own for each port: two programs that start
+// at the same moment can both bind one, and the one that then fails to listen must go on.
+int listen_on(int port) {
+  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  // The browser is a child of ours; it must not keep the port when we end.
+  ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+  const int yes = 1;
+  ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  if (bind_loopback(fd, port) && ::listen(fd, k_backlog) == 0) return fd;
+  ::close(fd);
+  return -1;
+}
+
 // Out of descriptors, say: trying again at once would only burn the processor.
 void wait_after_failed_accept() {
   if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
@@ -52,18 +65,11 @@ void serve_on_own_thread(int fd, Site& site) {
 }  // namespace
 
 std::optional<Listener> listen_on_free_port(int first_port) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  // The browser is a child of ours; it must not keep the port when we end.
-  ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-  const int yes = 1;
-  ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   for (int i = 0; i < k_ports_to_try; ++i) {
     if (first_port < 0 || first_port > k_last_port - i) break;
-    if (bind_loopback(fd, first_port + i) && ::listen(fd, k_backlog) == 0) {
-      return Listener{fd, first_port + i};
-    }
+    const int fd = listen_on(first_port + i);
+    if (fd >= 0) return Listener{fd, first_port + i};
   }
-  ::close(fd);
   return std::nullopt;
 }
 

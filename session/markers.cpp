@@ -24,7 +24,7 @@ std::optional<std::int64_t> take_integer(std::string_view& text) {
   const std::size_t start = text.find_first_not_of(" \t\v\f\r");
   if (start == std::string_view::npos) return std::nullopt;
   std::string_view rest = text.substr(start);
-  if (rest.front() == '+') rest.remove_prefix(1);
+  if (rest.starts_with("+") && !rest.starts_with("+-")) rest.remove_prefix(1);
   std::int64_t value = 0;
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
   if (error != std::errc()) return std::nullopt;

@@ -24,9 +24,10 @@ void apply_params(Engine& engine, const QueryParams& query) {
   engine.indur = breath_seconds(query, "indur", 5.0);
   engine.outdur = breath_seconds(query, "outdur", 11.0);
   engine.cycle_seconds = round_to(engine.indur + engine.outdur, 100.0);
-  engine.sex = begins_with_f(text_param(query, "sex")) ? "F" : "M";
+  engine.sex.assign(1, begins_with_f(text_param(query, "sex")) ? 'F' : 'M');
   engine.age = truncate_to<std::int32_t>(number_param(query, "age", 40.0));
-  const double rate = number_param(query, "fs", engine.sample_rate);
+  if (!has_param(query, "fs")) return;
+  const double rate = number_param(query, "fs", k_ecg_rate);
   if (rate >= 20.0 && rate <= 20000.0) engine.sample_rate = rate;
 }
 

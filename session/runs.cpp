@@ -45,7 +45,7 @@ bool launch_pass(Engine& engine) {
       engine.analysis_busy = false;
     }).detach();
     return true;
-  } catch (const std::system_error&) {  // no thread to be had: the next round tries again
+  } catch (const std::exception&) {  // no thread to be had: the next round tries again
     engine.analysis_busy = false;
     return false;
   }
@@ -152,6 +152,16 @@ void receive_status(Engine& engine, std::uint64_t run_number, const std::string&
   if (engine.run_number == run_number) engine.bt_status = text;
 }
 
+void start_sensor(Engine& engine, const std::string& address, std::uint64_t run_number) {
+  if (engine.sensor == nullptr) return;
+  engine.sensor->start(
+      address,
+      [&engine, run_number](const std::vector<double>& batch) {
+        receive_samples(engine, run_number, batch);
+      },
+      [&engine, run_number](const std::string& text) { receive_status(engine, run_number, text); });
+}
+
 }  // namespace
 
 void start_replay(Engine& engine, const std::string& path, const QueryParams& query) {
@@ -180,20 +190,12 @@ void start_live(Engine& engine, const std::string& address, const QueryParams& q
   const MutexLock<Mutex> control(engine.run_control);
   end_run(engine);
   const std::uint64_t run_number = begin_live(engine, address, query);
-  if (engine.sensor != nullptr) {
-    engine.sensor->start(
-        address,
-        [&engine, run_number](const std::vector<double>& batch) {
-          receive_samples(engine, run_number, batch);
-        },
-        [&engine, run_number](const std::string& text) {
-          receive_status(engine, run_number, text);
-        });
-  }
   try {
+    start_sensor(engine, address, run_number);
     start_worker(engine);
   } catch (...) {
     if (engine.sensor != nullptr) engine.sensor->stop();
+    engine.running = false;
     throw;
   }
 }

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cstdio>
 #include <span>
 
 #include "base/clock.h"
@@ -62,6 +63,7 @@ std::string save_recording(Engine& engine) {
   }
   const std::string path = recordings_dir(engine) + "/" + recording.file_name;
   if (!write_file(path, recording_text(recording.ecg.samples()))) {
+    std::remove(path.c_str());  // half a recording, on a full disk, would pass for a whole one
     return R"({"ok":false,"error":"write failed"})";
   }
   const std::vector<Marker> markers = copy_markers(engine);

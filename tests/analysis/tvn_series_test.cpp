@@ -7,7 +7,6 @@
 #include <limits>
 #include <numeric>
 
-#include "analysis/breathing_reference.h"
 #include "analysis/time_grid.h"
 #include "tests/analysis/plain_forms.h"
 #include "tests/analysis/reference_data.h"
@@ -272,20 +271,6 @@ TEST(TvnSeries, HostileIntervalsAreHarmless) {
     rr.assign(tail.begin(), tail.end());
     rr.insert(rr.begin() + 20, head.begin(), head.end());
     EXPECT_TRUE(close(tvn_of(rr, 7800, 10), plain::compute_tvn_series(rr, 7800, 2, 10, 130, 0.1)));
-  }
-}
-
-TEST(BreathingReference, EqualsSineAndCosineOfTheGridTimes) {
-  for (const double cycle : {16.0, 8.1, 1.0, 0.1, 1e-3, 1e-9, 1e9}) {
-    const double w = 1 / cycle * k_two_pi;
-    const std::vector<double> grid = time_grid(130 * 40000, 130);
-    BreathingReference reference(grid, w);
-    for (std::size_t i = 0; i < grid.size(); i += 7) {
-      ASSERT_NEAR(reference.sines()[i], std::sin(w * grid[i]), 1e-15) << cycle << " " << i;
-      ASSERT_NEAR(reference.cosines()[i], std::cos(w * grid[i]), 1e-15) << cycle << " " << i;
-    }
-    EXPECT_EQ(reference.exact(123).sine, std::sin(w * grid[123]));
-    EXPECT_EQ(reference.exact(123).cosine, std::cos(w * grid[123]));
   }
 }
 

@@ -118,18 +118,8 @@ TEST_F(HttpTest, StreamsASnapshotEvery50Milliseconds) {
   EXPECT_TRUE(text.substr(head.size()).starts_with("data: {\"mode\":\"idle\",\"running\":false,"));
   int events = 0;
   for (std::size_t at = 0; (at = text.find("}\n\n", at)) != std::string::npos; ++at) ++events;
-  EXPECT_GE(events, 25);
+  EXPECT_GE(events, 33);  // a pause of 60 ms would give no more
   EXPECT_LE(events, 41);
-}
-
-TEST_F(HttpTest, AStalledStreamReaderHoldsUpNobody) {
-  const int stalled = connect_to(port());
-  send_text(stalled, "GET /stream HTTP/1.1\r\n\r\n");
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  const double start = monotonic_seconds();
-  for (int i = 0; i < 20; ++i) EXPECT_NE(fetch(port(), "/status"), "(no reply)");
-  EXPECT_LT(monotonic_seconds() - start, 5.0);
-  close(stalled);
 }
 
 }  // namespace

@@ -12,6 +12,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
+#include <thread>
 #include <vector>
 
 #include "base/clock.h"
@@ -30,7 +32,8 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 void write_opener(const std::string& folder) {
   std::filesystem::create_directories(folder + "/bin");
   const std::string path = folder + "/bin/xdg-open";
-  ASSERT_TRUE(write_file(path, "#!/bin/sh\necho noise\necho \"$1\" > '" + folder + "/opened'\n"));
+  ASSERT_TRUE(write_file(path, "#!/bin/sh\necho noise\nls -l /proc/self/fd > '" + folder +
+                                   "/descriptors'\necho \"$1\" > '" + folder + "/opened'\n"));
   ASSERT_EQ(chmod(path.c_str(), 0755), 0);
 }
 
@@ -97,6 +100,15 @@ std::string Program::opened_address() const {
   std::string address;
   read_file(folder() + "/opened", address);
   return address;
+}
+
+std::string Program::wait_for_opener() const {
+  for (int i = 0; i < 200 && opened_address().empty(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  std::string descriptors;
+  read_file(folder() + "/descriptors", descriptors);
+  return descriptors;
 }
 
 int Program::wait_for_exit() {

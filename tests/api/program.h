@@ -30,6 +30,8 @@ class Program {
   const std::string& banner() const { return banner_; }
   const std::string& folder() const { return folder_.path(); }
   std::string opened_address() const;  // what the opener was given, empty before
+  // Waits for the opener; the descriptors that it had, as `ls -l /proc/self/fd` lists them.
+  std::string wait_for_opener() const;
   // Waits for the process to end by itself; its exit status.
   int wait_for_exit();
   std::string error_output() const;

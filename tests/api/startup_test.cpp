@@ -61,9 +61,7 @@ TEST(Startup, PrintsTheBannerAndOpensTheBrowser) {
   EXPECT_EQ(program.banner(), expected_banner(program.port()));
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   EXPECT_EQ(program.opened_address(), "");  // one second after the start, when all is listening
-  for (int i = 0; i < 100 && program.opened_address().empty(); ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
+  program.wait_for_opener();
   EXPECT_EQ(program.opened_address(), "http://127.0.0.1:" + std::to_string(program.port()) + "/\n");
 }
 
@@ -90,7 +88,7 @@ TEST(Startup, PutsTheDataIntoTheBaseFolderWhenThatIsNamed) {
 TEST(Startup, TakesTheNextPortWhenOneIsBusy) {
   const Program first(on_port(test_port()));
   const Program second(on_port(first.port()));
-  EXPECT_GT(second.port(), first.port());
+  EXPECT_EQ(second.port(), first.port() + 1);
   EXPECT_NE(fetch(second.port(), "/status"), "(no reply)");
 }
 
@@ -114,18 +112,49 @@ TEST(Startup, EndsWithAMessageWhenThereIsNoPort) {
   }
 }
 
+// Takes `count` ports from `first` on, for as long as it lives.
+class BusyPorts {
+ public:
+  BusyPorts(int first, int count) {
+    for (int i = 0; i < count; ++i) {
+      sockets_.push_back(::socket(AF_INET, SOCK_STREAM, 0));
+      bind_and_listen(sockets_.back(), first + i);
+    }
+  }
+  BusyPorts(const BusyPorts&) = delete;
+  BusyPorts& operator=(const BusyPorts&) = delete;
+  ~BusyPorts() {
+    for (const int fd : sockets_) ::close(fd);
+  }
+
+ private:
+  std::vector<int> sockets_;
+};
+
+TEST(Startup, TakesTheLastOfFiftyPorts) {
+  const int first = test_port() + 20000;
+  const BusyPorts busy(first, 49);
+  const Program program(on_port(first));
+  EXPECT_EQ(program.port(), first + 49);
+}
+
 TEST(Startup, EndsWhenAllFiftyPortsAreBusy) {
   const int first = test_port() + 20000;
-  std::vector<int> sockets;
-  const Program occupant(on_port(first));  // takes one; the others are bound here
-  for (int i = 0; i < 50; ++i) {
-    if (first + i == occupant.port()) continue;
-    sockets.push_back(::socket(AF_INET, SOCK_STREAM, 0));
-    bind_and_listen(sockets.back(), first + i);
-  }
+  const BusyPorts busy(first, 50);
   Program program(on_port(first));
   EXPECT_EQ(program.wait_for_exit(), 1);
-  for (const int fd : sockets) ::close(fd);
+  EXPECT_EQ(program.error_output(), "Could not bind a port.\n");
+}
+
+// The browser is a child of the program: sockets it inherited would keep the port busy after the
+// program has ended.
+TEST(Startup, GivesItsSocketsToNoChild) {
+  const Program program(on_port(test_port()));
+  const int held = connect_to(program.port());
+  const std::string descriptors = program.wait_for_opener();
+  EXPECT_NE(descriptors.find("0 -> "), std::string::npos) << descriptors;
+  EXPECT_EQ(descriptors.find("socket"), std::string::npos) << descriptors;
+  ::close(held);
 }
 
 TEST(Startup, ListensOnTheLoopbackAddressOnly) {

@@ -63,7 +63,7 @@ TEST_F(MarkersTest, SkipLinesThatAreNone) {
   ASSERT_TRUE(write_file(folder_ / "r_markers.csv",
                          "marker,sample_index,seconds\r\n1,10,0.1\r\n\r\n2,20\r\n3 ,30\n"
                          " 4, 40 rest\n5;50\n6,\n,7\n0,1\n10,1\n8,-1\n99999999999999999999,1\n"
-                         "7,99999999999999999999\n+9,+90"));
+                         "7,99999999999999999999\n3,+-0\n3,++4\n+9,+90"));
   EXPECT_EQ(pairs(read_markers(folder_ / "r.csv")), (Pairs{{10, 1}, {20, 2}, {40, 4}, {90, 9}}));
 }
 

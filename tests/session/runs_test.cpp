@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <mutex>
+#include <stdexcept>
 
 #include "base/clock.h"
 #include "session/markers.h"
@@ -49,6 +50,24 @@ class FakeSensor : public SensorDriver {
   SamplesCallback samples_;
   StatusCallback status_;
 };
+
+// A driver that cannot be started.
+class BrokenSensor : public FakeSensor {
+ public:
+  void start(const std::string&, SamplesCallback, StatusCallback) override {
+    throw std::runtime_error("no radio");
+  }
+};
+
+TEST_F(RunsTest, NothingRunsWhenTheSensorCannotBeStarted) {
+  BrokenSensor sensor;
+  engine_.sensor = &sensor;
+  EXPECT_THROW(start_live(engine_, "AA:BB", {}), std::runtime_error);
+  EXPECT_FALSE(engine_.running);
+  EXPECT_EQ(sensor.calls, std::vector<std::string>{"stop"});
+  stop(engine_);
+  engine_.sensor = nullptr;
+}
 
 class LiveRunsTest : public SessionTest {
  protected:
@@ -150,6 +169,24 @@ TEST_F(RunsTest, StoppingIsHarmlessAtAnyTime) {
   EXPECT_GT(get(&Engine::rr_count), 0);
   seek(engine_, 0.0);
   stop(engine_);
+}
+
+// The pass under way may still need the results' place; one that never ends is not waited for.
+TEST_F(RunsTest, StoppingWaitsForAPassUnderWayButNotForever) {
+  engine_.analysis_busy = true;
+  std::thread pass([this] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    engine_.analysis_busy = false;
+  });
+  double start = monotonic_seconds();
+  stop(engine_);
+  EXPECT_GE(monotonic_seconds() - start, 0.29);
+  pass.join();
+  engine_.analysis_busy = true;
+  start = monotonic_seconds();
+  stop(engine_);
+  EXPECT_NEAR(monotonic_seconds() - start, 2.0, 0.8);
+  engine_.analysis_busy = false;
 }
 
 TEST_F(RunsTest, AStartResetsTheResultsOfTheLastRun) {

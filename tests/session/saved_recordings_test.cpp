@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <ctime>
+
 #include "session/markers.h"
 #include "tests/session/session_fixture.h"
 
@@ -84,6 +86,21 @@ TEST_F(SavedRecordingsTest, CarryTheirMarkersAndBringThemBack) {
   EXPECT_EQ(markers[0].key, 4);
   EXPECT_EQ(markers[1].sample_index, 150);
   EXPECT_EQ(get(&Engine::replay_len), 200);
+}
+
+TEST_F(SavedRecordingsTest, ReplaceOneAnotherWithinASecond) {
+  set_replay(std::vector<double>(200, 1.0), 200);
+  const std::time_t now = std::time(nullptr);
+  while (std::time(nullptr) == now) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  save_recording(engine_);  // a second has just begun
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.replay_pos = 150;
+  }
+  save_recording(engine_);
+  EXPECT_EQ(saved_text().size(), 150u * 2);
+  const std::filesystem::directory_iterator files(recordings_dir(engine_)), end;
+  EXPECT_EQ(std::distance(files, end), 1);
 }
 
 TEST_F(SavedRecordingsTest, TellWhenTheFileCannotBeWritten) {

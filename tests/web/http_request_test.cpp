@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <deque>
 #include <limits>
@@ -45,6 +46,21 @@ TEST(ReadRequest, ParsesTheRequestLine) {
   EXPECT_EQ(request->path, "/mark");
   EXPECT_EQ(request->query, (QueryParams{{"key", "5"}}));
   EXPECT_EQ(request->body, "");
+}
+
+// Searching the whole header anew for each byte would take half a minute here.
+TEST(ReadRequest, TakesALongHeaderByteByByteInLinearTime) {
+  const std::string text = "GET / HTTP/1.1\r\nX: " + std::string(1000000, 'x') + "\r\n\r\n";
+  std::size_t at = 0;
+  const auto start = std::chrono::steady_clock::now();
+  const auto request = read_request([&](char* buffer, std::size_t) {
+    if (at == text.size()) return std::size_t{0};
+    *buffer = text[at++];
+    return std::size_t{1};
+  });
+  EXPECT_TRUE(request);
+  EXPECT_EQ(at, text.size());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 TEST(ReadRequest, GivesNothingWhenNothingCame) {

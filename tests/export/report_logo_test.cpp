@@ -1,0 +1,21 @@
+#include "export/report_logo.h"
+
+#include <gtest/gtest.h>
+
+namespace tvn {
+namespace {
+
+TEST(ReportLogo, IsPresentOnlyWithBytesAndASize) {
+  EXPECT_FALSE(report_logo().is_present());
+  set_report_logo("jpeg", 0, 10);
+  EXPECT_FALSE(report_logo().is_present());
+  set_report_logo("", 10, 10);
+  EXPECT_FALSE(report_logo().is_present());
+  set_report_logo("jpeg", 700, 175);
+  EXPECT_TRUE(report_logo().is_present());
+  EXPECT_EQ(report_logo().width, 700);
+  EXPECT_EQ(report_logo().height, 175);
+}
+
+}  // namespace
+}  // namespace tvn
