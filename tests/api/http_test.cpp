@@ -106,6 +106,18 @@ TEST_F(HttpTest, AllocatesNothingForAHugeAnnouncement) {
   EXPECT_TRUE(program_.is_alive());
 }
 
+// The folder dialog is a child too, started while connections are open.
+TEST_F(HttpTest, GivesItsConnectionsToNoChild) {
+  program_.add_command("zenity", "ls -l /proc/self/fd > '" + program_.folder() + "/dialog'");
+  const int held = connect_to(port());
+  EXPECT_EQ(fetch(port(), "/batch_start"), R"({"ok":false,"reason":"No folder selected."})");
+  std::string descriptors;
+  ASSERT_TRUE(read_file(program_.folder() + "/dialog", descriptors));
+  EXPECT_NE(descriptors.find("1 -> "), std::string::npos) << descriptors;
+  EXPECT_EQ(descriptors.find("socket"), std::string::npos) << descriptors;
+  close(held);
+}
+
 TEST_F(HttpTest, StreamsASnapshotEvery50Milliseconds) {
   const int fd = connect_to(port());
   send_text(fd, "GET /stream HTTP/1.1\r\n\r\n");
@@ -118,7 +130,7 @@ TEST_F(HttpTest, StreamsASnapshotEvery50Milliseconds) {
   EXPECT_TRUE(text.substr(head.size()).starts_with("data: {\"mode\":\"idle\",\"running\":false,"));
   int events = 0;
   for (std::size_t at = 0; (at = text.find("}\n\n", at)) != std::string::npos; ++at) ++events;
-  EXPECT_GE(events, 33);  // a pause of 60 ms would give no more
+  EXPECT_GE(events, 34);  // a pause of 60 ms would give no more
   EXPECT_LE(events, 41);
 }
 

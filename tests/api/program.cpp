@@ -29,14 +29,6 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   return result;
 }
 
-void write_opener(const std::string& folder) {
-  std::filesystem::create_directories(folder + "/bin");
-  const std::string path = folder + "/bin/xdg-open";
-  ASSERT_TRUE(write_file(path, "#!/bin/sh\necho noise\nls -l /proc/self/fd > '" + folder +
-                                   "/descriptors'\necho \"$1\" > '" + folder + "/opened'\n"));
-  ASSERT_EQ(chmod(path.c_str(), 0755), 0);
-}
-
 std::vector<std::string> environment_of(const std::string& folder, const ProgramOptions& options) {
   const char* path = getenv("PATH");
   std::vector<std::string> result = {"HOME=" + folder,
@@ -58,7 +50,9 @@ int port_in(const std::string& banner) {
 }  // namespace
 
 Program::Program(const ProgramOptions& options) {
-  write_opener(folder());
+  std::filesystem::create_directories(folder() + "/bin");
+  add_command("xdg-open", "echo noise\nls -l /proc/self/fd > '" + folder() +
+                              "/descriptors'\necho \"$1\" > '" + folder() + "/opened'");
   int pipe_ends[2];
   EXPECT_EQ(pipe(pipe_ends), 0);
   std::vector<std::string> environment = environment_of(folder(), options);
@@ -100,6 +94,12 @@ std::string Program::opened_address() const {
   std::string address;
   read_file(folder() + "/opened", address);
   return address;
+}
+
+void Program::add_command(const std::string& name, const std::string& script) const {
+  const std::string path = folder() + "/bin/" + name;
+  EXPECT_TRUE(write_file(path, "#!/bin/sh\n" + script + "\n"));
+  EXPECT_EQ(chmod(path.c_str(), 0755), 0);
 }
 
 std::string Program::wait_for_opener() const {

@@ -32,6 +32,8 @@ class Program {
   std::string opened_address() const;  // what the opener was given, empty before
   // Waits for the opener; the descriptors that it had, as `ls -l /proc/self/fd` lists them.
   std::string wait_for_opener() const;
+  // Puts a shell script of this name first on the program's PATH.
+  void add_command(const std::string& name, const std::string& script) const;
   // Waits for the process to end by itself; its exit status.
   int wait_for_exit();
   std::string error_output() const;
