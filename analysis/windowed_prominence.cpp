@@ -20,11 +20,11 @@ Range range_of(const double* first, int64_t pairs) {
   Pair lowest, highest;
   std::memcpy(&lowest, first, sizeof lowest);
   highest = lowest;
-  Pair sum = lowest - lowest;  // stays 0 unless a sample is NaN or infinite
+  Pair sum = lowest * 0.0;  // stays 0 unless a sample is NaN or infinite
   for (int64_t i = 1; i < pairs; ++i) {
     Pair value;
     std::memcpy(&value, first + 2 * i, sizeof value);
-    sum += value - value;
+    sum += value * 0.0;
     lowest = value < lowest ? value : lowest;
     highest = value > highest ? value : highest;
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <utility>
 
 #include "base/clock.h"
@@ -143,8 +144,14 @@ std::uint64_t begin_live(Engine& engine, const std::string& address, const Query
 void receive_samples(Engine& engine, std::uint64_t run_number, const std::vector<double>& batch) {
   const SessionLock hold(engine.lock);
   if (engine.run_number != run_number || batch.empty()) return;
-  if (engine.live_ecg.empty()) engine.live_clock_start = monotonic_seconds();
-  engine.live_ecg.append(batch);
+  const bool first = engine.live_ecg.empty();
+  try {
+    engine.live_ecg.append(batch);
+  } catch (const std::bad_alloc&) {  // not to leave through the sensor link's thread
+    engine.bt_status = "Out of memory: samples are being lost. Stop and save.";
+    return;
+  }
+  if (first) engine.live_clock_start = monotonic_seconds();
 }
 
 void receive_status(Engine& engine, std::uint64_t run_number, const std::string& text) {

@@ -174,18 +174,20 @@ TEST_F(RunsTest, StoppingIsHarmlessAtAnyTime) {
 // The pass under way may still need the results' place; one that never ends is not waited for.
 TEST_F(RunsTest, StoppingWaitsForAPassUnderWayButNotForever) {
   engine_.analysis_busy = true;
+  double start = monotonic_seconds();
   std::thread pass([this] {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     engine_.analysis_busy = false;
   });
-  double start = monotonic_seconds();
   stop(engine_);
-  EXPECT_GE(monotonic_seconds() - start, 0.29);
+  EXPECT_FALSE(engine_.analysis_busy);
+  EXPECT_GE(monotonic_seconds() - start, 0.3);
   pass.join();
   engine_.analysis_busy = true;
   start = monotonic_seconds();
   stop(engine_);
-  EXPECT_NEAR(monotonic_seconds() - start, 2.0, 0.8);
+  EXPECT_GE(monotonic_seconds() - start, 2.0);
+  EXPECT_LT(monotonic_seconds() - start, 5.5);
   engine_.analysis_busy = false;
 }
 
