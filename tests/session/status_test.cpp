@@ -89,8 +89,9 @@ TEST_F(StatusTest, HoldsALiveTraceBackBy52Samples) {
   std::vector<double> samples(10000);
   std::iota(samples.begin(), samples.end(), 0.0);
   engine_.live_ecg.append(samples);
-  engine_.live_clock_start = monotonic_seconds() - 10.0;
-  const auto due = [this] { return (monotonic_seconds() - engine_.live_clock_start) * 130.0; };
+  const double clock_start = monotonic_seconds() - 10.0;
+  engine_.live_clock_start = clock_start;
+  const auto due = [clock_start] { return (monotonic_seconds() - clock_start) * 130.0; };
   const double due_before = std::floor(due());
   const std::string ecg = value_of(status_json(engine_), "ecg", "hr_series");
   const double due_after = std::floor(due());
