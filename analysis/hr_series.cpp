@@ -6,9 +6,7 @@
 #include <limits>
 
 #include "analysis/interpolation.h"
-#include "analysis/nan_gaps.h"
-#include "analysis/peaks.h"
-#include "analysis/statistics.h"
+#include "analysis/rate_bumps.h"
 #include "analysis/time_grid.h"
 
 namespace tvn {
@@ -19,8 +17,7 @@ constexpr double k_seconds_per_minute = 60;
 // a series of 11.
 constexpr std::size_t k_points_back = 5;
 constexpr std::size_t k_reflected_points = 10;
-// A bump: prominence of the absolute z-score, measured within 2.5 s on either side.
-constexpr double k_bump_prominence = 4.0;
+// Prominences are measured within 2.5 s on either side.
 constexpr double k_bump_window_points = 50;
 
 // Rates at the beat times: one more beat than intervals.
@@ -80,29 +77,6 @@ std::vector<double> smooth(const std::vector<double>& values) {
   return smoothed;
 }
 
-// A prominence is at most the height of its peak, so only peaks of the z-score that reach the limit
-// themselves are looked at; in most recordings neither the highest nor the lowest rate does.
-void bridge_bumps(std::vector<double>& rates) {
-  const double centre = mean(rates), sd = population_sd(rates);
-  if (!(sd > 0)) return;
-  const auto score = [=](double rate) { return std::fabs((rate - centre) / sd); };
-  const auto [lowest, highest] = std::minmax_element(rates.begin(), rates.end());
-  if (score(*lowest) < k_bump_prominence && score(*highest) < k_bump_prominence) return;
-  std::vector<double> z(rates.size());
-  std::transform(rates.begin(), rates.end(), z.begin(), score);
-  std::vector<int32_t> peaks = local_maxima(z);
-  std::erase_if(peaks,
-                [&](int32_t i) { return !(z[static_cast<std::size_t>(i)] >= k_bump_prominence); });
-  for (const PeakProminence& p : peak_prominences(z, peaks, k_bump_window_points)) {
-    if (!(p.prominence >= k_bump_prominence)) continue;
-    // The first value is kept, so that there always is something to bridge from.
-    for (int32_t i = std::max(p.left_base, 1); i < p.right_base; ++i) {
-      rates[static_cast<std::size_t>(i)] = std::numeric_limits<double>::quiet_NaN();
-    }
-  }
-  fill_nan_gaps(rates);
-}
-
 }  // namespace
 
 std::vector<double> build_hr_series(std::span<const double> ecg_samples,
@@ -111,7 +85,7 @@ std::vector<double> build_hr_series(std::span<const double> ecg_samples,
   std::vector<double> rates =
       rates_on_grid(beat_rates(rr_seconds), time_grid(ecg_samples.size(), fs));
   if (rates.size() > k_reflected_points) rates = smooth(rates);
-  if (!rates.empty()) bridge_bumps(rates);
+  bridge_bumps(rates, k_bump_window_points, std::numeric_limits<double>::infinity());
   return rates;
 }
 
