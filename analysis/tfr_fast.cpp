@@ -1,0 +1,177 @@
+#include "analysis/tfr_fast.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <numeric>
+#include <utility>
+
+#include "analysis/tfr_bands.h"
+#include "analysis/tfr_columns.h"
+#include "analysis/tfr_fft.h"
+#include "analysis/tfr_kernel.h"
+#include "analysis/tfr_lanes.h"
+#include "analysis/tfr_response.h"
+#include "analysis/tfr_rows.h"
+#include "analysis/tfr_scales.h"
+#include "analysis/tfr_signal.h"
+
+namespace tvn {
+namespace {
+
+constexpr double k_two_pi = 6.283185307179586;
+// The band about a wavelet's frequency, in hertz, that is kept. What lies outside it is at most a
+// few hundredths of a beat per minute, since the heart rate is smoothed over 2 s, times what a
+// wavelet lets through there, some 1e-7: the shorter the wavelet, the more.
+constexpr double k_band = 2.4;
+constexpr double k_band_of_short_wavelets = 4.8;
+constexpr double k_short_wavelet_sigma = 3.3;  // seconds
+constexpr std::size_t k_least_grid = 64;
+
+// The transform back to time of n_grid bins, and the reading of columns from it.
+struct TimeGrid {
+  Fft fft;
+  ColumnSampler sampler;
+  std::vector<double> inverse_kernel;  // for the bins -n / 2 .. n / 2 - 1 about the wavelet's
+  std::vector<double> response;
+  SplitComplex values;
+  std::vector<ColumnSampler::Place> picture_places;
+
+  TimeGrid(std::size_t n, const PieceSpectrum& piece, std::span<const uint32_t> picture_columns)
+      : fft(n),
+        sampler(piece.period / n),
+        inverse_kernel(tfr_inverse_kernel(n)),
+        response(n),
+        values{response, response},
+        picture_places(sampler.places(picture_columns, piece.offset)) {}
+};
+
+class PictureMaker {
+ public:
+  // picture_columns: the columns of the matrix that the picture shows.
+  PictureMaker(const CoarseSignal& signal, double fs, std::vector<uint32_t> picture_columns)
+      : signal_(signal), fs_(fs), picture_columns_(std::move(picture_columns)) {}
+
+  // The wavelet's response on its time grid, ready to be read.
+  void respond(double freq, double n_cycles) {
+    const MorletShape shape = morlet_shape(fs_, freq, n_cycles);
+    piece_ = &piece_for(piece_length(signal_, static_cast<std::size_t>(shape.last_point)));
+    grid_ =
+        &grid_for(*piece_, shape.sigma < k_short_wavelet_sigma ? k_band_of_short_wavelets : k_band);
+    multiply(shape);
+    grid_->fft.backward(grid_->values);
+  }
+
+  void read_picture(std::span<float> power) const {
+    grid_->sampler.power(grid_->values, grid_->picture_places, power);
+  }
+
+  // Every column.
+  std::vector<float> read_all() const {
+    std::vector<uint32_t> columns(signal_.n_signal);
+    std::iota(columns.begin(), columns.end(), 0u);
+    std::vector<float> power(signal_.n_signal);
+    grid_->sampler.power(grid_->values, grid_->sampler.places(columns, piece_->offset), power);
+    return power;
+  }
+
+ private:
+  const PieceSpectrum& piece_for(std::size_t n) {
+    const auto found = pieces_.find(n);
+    return found != pieces_.end()
+               ? found->second
+               : pieces_.emplace(n, make_piece_spectrum(signal_, n)).first->second;
+  }
+
+  TimeGrid& grid_for(const PieceSpectrum& piece, double band) {
+    const double period_seconds = static_cast<double>(piece.period) / fs_;
+    std::size_t n = k_least_grid;
+    while (n < piece.n / 2 && static_cast<double>(n) < band * period_seconds) n *= 2;
+    const auto key = std::pair(n, piece.n);
+    const auto found = grids_.find(key);
+    return found != grids_.end()
+               ? found->second
+               : grids_.try_emplace(key, n, piece, picture_columns_).first->second;
+  }
+
+  void multiply(const MorletShape& shape) {
+    const std::size_t n = grid_->response.size(), half = n / 2;
+    const double bin_width = k_two_pi * fs_ / static_cast<double>(piece_->period);
+    const double centre = std::round(shape.angular_frequency / bin_width);
+    const double first_bin = centre - static_cast<double>(half);
+    morlet_response(shape, fs_, first_bin * bin_width, bin_width,
+                    1 / static_cast<double>(piece_->period), grid_->response);
+    const std::size_t zero_bin = piece_->n / 2;
+    const auto from = static_cast<std::size_t>(first_bin + static_cast<double>(zero_bin));
+    for (std::size_t i = 0; i < n; i += k_lanes) {
+      const Lanes factor =
+          load_lanes(grid_->response.data() + i) * load_lanes(grid_->inverse_kernel.data() + i);
+      // Bins below the wavelet's own go to the end, as the transform wants it.
+      const std::size_t to = i < half ? i + half : i - half;
+      store_lanes(grid_->values.re.data() + to,
+                  factor * load_lanes(piece_->bins.re.data() + from + i));
+      store_lanes(grid_->values.im.data() + to,
+                  factor * load_lanes(piece_->bins.im.data() + from + i));
+    }
+  }
+
+  const CoarseSignal& signal_;
+  double fs_;
+  std::vector<uint32_t> picture_columns_;
+  std::map<std::size_t, PieceSpectrum> pieces_;
+  std::map<std::pair<std::size_t, std::size_t>, TimeGrid> grids_;
+  const PieceSpectrum* piece_ = nullptr;
+  TimeGrid* grid_ = nullptr;
+};
+
+}  // namespace
+
+std::size_t tfr_matrix_column(std::size_t x, std::size_t width, std::size_t cols) {
+  return static_cast<std::size_t>(
+      std::trunc(static_cast<double>(x) / static_cast<double>(width) * static_cast<double>(cols)));
+}
+
+TfrPictures compute_tfr_pictures(std::size_t n_samples, std::span<const double> rr_seconds,
+                                 double cycle_seconds, double fs) {
+  TfrPictures result;
+  if (!tfr_possible(n_samples, rr_seconds.size(), cycle_seconds, fs)) return result;
+  const std::vector<std::size_t> boundaries = cycle_boundaries(n_samples, cycle_seconds, fs);
+  const std::vector<double> frequencies = tfr_frequencies();
+  const CoarseSignal signal = [&] {
+    const double reach = morlet_shape(fs, frequencies.front(), k_tfr_long_cycles).last_point;
+    return make_coarse_signal(tfr_signal(n_samples, rr_seconds, fs), boundaries,
+                              static_cast<std::size_t>(reach), fs);
+  }();
+  result.cols = n_samples;
+  result.expected_row = tfr_expected_row(frequencies, cycle_seconds);
+
+  const std::size_t width = std::min(n_samples, k_tfr_picture_columns);
+  std::vector<uint32_t> columns(width);
+  for (std::size_t x = 0; x < width; ++x) {
+    columns[x] = static_cast<uint32_t>(tfr_matrix_column(x, width, n_samples));
+  }
+  PictureMaker maker(signal, fs, std::move(columns));
+  std::vector<float> expected;
+  const auto picture = [&](double n_cycles) {
+    TfrPicture made{frequencies.size(), width, std::vector<float>(frequencies.size() * width)};
+    for (std::size_t row = 0; row < frequencies.size(); ++row) {
+      maker.respond(frequencies[row], n_cycles);
+      maker.read_picture(std::span(made.values).subspan(row * width, width));
+      if (static_cast<int32_t>(row) == result.expected_row) expected = maker.read_all();
+    }
+    return made;
+  };
+  result.tfr3 = picture(k_tfr_short_cycles);
+  const TfrScale scale3 = tfr3_scale(expected);
+  result.tfr3_centre = scale3.centre;
+  result.tfr3_half_range = scale3.half_range;
+  result.tfr10 = picture(k_tfr_long_cycles);
+  const TfrScale scale10 = tfr10_scale(expected);
+  result.tfr10_centre = scale10.centre;
+  result.tfr10_half_range = scale10.half_range;
+  result.cycle_log_power = tfr_cycle_log_power(expected, boundaries);
+  result.valid = true;
+  return result;
+}
+
+}  // namespace tvn
