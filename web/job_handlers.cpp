@@ -1,14 +1,12 @@
 #include "web/job_handlers.h"
 
 #include "base/json.h"
+#include "session/tfr_job.h"
 #include "web/folder_chooser.h"
 
 namespace tvn {
 namespace {
 
-constexpr std::int64_t k_fewest_tfr_samples = 390;  // 3 s
-constexpr std::string_view k_tfr_not_available =
-    "Time-frequency pictures are not available in this version.";
 constexpr std::string_view k_export_not_available = "Export is not available in this version.";
 
 Reply batch_refusal(std::string_view reason) {
@@ -22,16 +20,8 @@ std::string error_member(const std::string& error) {
 }  // namespace
 
 Reply handle_tfr(const Request&, Site& site) {
-  Engine& engine = site.engine;
-  const SessionLock hold(engine.lock);
-  engine.tfr_status = "error";
-  if (elapsed_samples(engine) < k_fewest_tfr_samples) {
-    engine.tfr_error = "Not enough data recorded yet.";
-    return json_reply(R"({"ok":true,"status":"computing"})");
-  }
-  engine.tfr_error = k_tfr_not_available;
-  return json_reply(R"({"ok":false,"status":"error","error":)" + json_quote(engine.tfr_error) +
-                    "}");
+  start_tfr_job(site.engine);
+  return json_reply(R"({"ok":true,"status":"computing"})");
 }
 
 Reply handle_tfr_status(const Request&, Site& site) {

@@ -1,5 +1,5 @@
 // The background jobs as the page sees them: time-frequency pictures, export and batch. Their
-// state is told as it is. This version has none of the three jobs yet: a start that would need one
+// state is told as it is. This version has no export and no batch yet: a start that would need one
 // says so instead of pretending.
 #pragma once
 
@@ -13,6 +13,7 @@ inline constexpr const char* k_batch_already_running = "A batch is already runni
 inline constexpr std::string_view k_batch_not_available =
     "Batch reports are not available in this version.";
 
+// Starts the job unless it computes already; "computing" in every case, its status tells the rest.
 Reply handle_tfr(const Request& request, Site& site);
 Reply handle_tfr_status(const Request& request, Site& site);
 Reply handle_tfr_images(const Request& request, Site& site);

@@ -63,6 +63,22 @@ TEST_F(SessionApiTest, ScoresSample1HighOnceItsBreathingSettles) {
   EXPECT_EQ(status("frac"), "1");
 }
 
+TEST_F(SessionApiTest, DrawsTheTimeFrequencyPictures) {
+  EXPECT_EQ(get("/tfr"), R"({"ok":true,"status":"computing"})");
+  EXPECT_EQ(get("/tfr_status"), R"({"status":"error","error":"Not enough data recorded yet."})");
+  get("/start_replay?file=Sample%201.txt&speed=1000");
+  ASSERT_TRUE(wait_for([this] { return status("running") == "false"; }));
+  EXPECT_EQ(get("/tfr_images"), R"({"status":"idle","images":null})");
+  EXPECT_EQ(get("/tfr"), R"({"ok":true,"status":"computing"})");
+  ASSERT_TRUE(wait_for([this] { return get("/tfr_status") == R"({"status":"done"})"; }));
+  EXPECT_EQ(status("tfr_status"), "\"done\"");
+  const std::string images = get("/tfr_images");
+  EXPECT_TRUE(images.starts_with(
+      R"({"status":"done","images":{"tfr3":"data:image/png;base64,iVBORw0KGgo)"));
+  EXPECT_NE(images.find(R"(","tfr10":"data:image/png;base64,iVBORw0KGgo)"), std::string::npos);
+  EXPECT_TRUE(images.ends_with("\"}}"));
+}
+
 TEST_F(SessionApiTest, SeeksWithinAReplay) {
   get("/start_replay?file=Sample%201.txt&speed=0");
   EXPECT_EQ(get("/seek?frac=0,5"), R"({"ok":true})");

@@ -159,6 +159,20 @@ test("jumping back and forth in a recording", async () => {
   await close_page(page);
 });
 
+test("the time-frequency pictures of a run are drawn", async () => {
+  const page = await open_page(browser, address);
+  await replay(page, "Sample 2.txt");
+  await text_becomes(page.locator("#cycles"), /^[2-9]\.\d \/ 16$/, 15_000);
+  await button(page, "Stop").click();
+  await button(page, "Compute TFR").click();
+  await page.getByText("High frequency resolution (n = 10)").waitFor();
+  const pictures = page.locator("img[src^='data:image/png']");
+  await eventually(async () => assert.deepEqual(
+    await pictures.evaluateAll((all) => all.map((img) => [img.naturalWidth, img.naturalHeight])),
+    [[1200, 480], [1200, 480]]));
+  await close_page(page);
+});
+
 test("what the program cannot do is said, and the button given back", async () => {
   const page = await open_page(browser, address);
   await button(page, "Start recording").click();

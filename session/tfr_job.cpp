@@ -1,0 +1,120 @@
+#include "session/tfr_job.h"
+
+#include <exception>
+#include <future>
+#include <thread>
+#include <utility>
+
+#include "analysis/base64.h"
+#include "analysis/png.h"
+#include "analysis/r_peaks.h"
+#include "analysis/tfr_fast.h"
+#include "analysis/tfr_image.h"
+
+namespace tvn {
+namespace {
+
+constexpr std::int64_t k_fewest_samples = 390;  // 3 s
+constexpr std::size_t k_fewest_intervals = 3;
+constexpr int k_max_heart_rate = 300;       // beats per minute
+constexpr double k_vertical_stretch = 1.5;  // of the pictures in the page
+constexpr const char* k_too_short = "Could not compute TFR (recording may be too short).";
+
+// What the job is to work on, with the state set to "computing"; none when it may not start.
+std::optional<TfrJobInput> begin_job(Engine& engine) {
+  const SessionLock hold(engine.lock);
+  if (elapsed_samples(engine) < k_fewest_samples) {
+    engine.tfr_status = "error";
+    engine.tfr_error = "Not enough data recorded yet.";
+    return std::nullopt;
+  }
+  if (engine.tfr_status == "computing") return std::nullopt;
+  engine.tfr_status = "computing";
+  engine.tfr_error.clear();
+  const int sex_code = engine.sex == "F" ? k_sex_code_female : k_sex_code_male;
+  return TfrJobInput{recorded_ecg(engine), engine.cycle_seconds, sex_code, engine.age,
+                     engine.run_number};
+}
+
+void publish_error(Engine& engine, std::uint64_t run_number) {
+  const SessionLock hold(engine.lock);
+  if (engine.run_number != run_number) return;
+  engine.tfr_status = "error";
+  engine.tfr_error = k_too_short;
+}
+
+void publish_result(Engine& engine, std::uint64_t run_number, TfrJobResult result) {
+  const SessionLock hold(engine.lock);
+  if (engine.run_number != run_number) return;
+  engine.tfr_image_high_time = std::move(result.image_high_time);
+  engine.tfr_image_high_frequency = std::move(result.image_high_frequency);
+  engine.tfr_cycle_log_power = std::move(result.cycle_log_power);
+  engine.tfr_ready = true;
+  engine.tfr_status = "done";
+}
+
+std::string data_url(const TfrPicture& picture, std::size_t cols,
+                     const TfrImageSettings& settings) {
+  const std::string png = png_file(render_tfr_picture(picture, cols, settings));
+  return "data:image/png;base64," + base64_encode(png);
+}
+
+// Both pictures; compressing takes longest, so they are made side by side.
+void draw_pictures(const TfrPictures& tfr, const TfrJobInput& input, TfrJobResult& result) {
+  TfrImageSettings settings;
+  settings.expected_row = tfr.expected_row;
+  settings.sex_code = input.sex_code;
+  settings.age = input.age;
+  settings.cycle_seconds = input.cycle_seconds;
+  settings.fs = k_ecg_rate;
+  settings.vertical_stretch = k_vertical_stretch;
+  TfrImageSettings settings3 = settings;
+  settings3.centre = tfr.tfr3_centre;
+  settings3.half_range = tfr.tfr3_half_range;
+  TfrImageSettings settings10 = settings;
+  settings10.centre = tfr.tfr10_centre;
+  settings10.half_range = tfr.tfr10_half_range;
+  auto high_time =
+      std::async(std::launch::async, [&] { return data_url(tfr.tfr3, tfr.cols, settings3); });
+  result.image_high_frequency = data_url(tfr.tfr10, tfr.cols, settings10);
+  result.image_high_time = high_time.get();
+}
+
+}  // namespace
+
+void start_tfr_job(Engine& engine) {
+  const std::optional<TfrJobInput> input = begin_job(engine);
+  if (!input) return;
+  try {
+    std::thread([&engine, input = *input] { run_tfr_job(engine, input); }).detach();
+  } catch (...) {
+    publish_error(engine, input->run_number);
+    throw;
+  }
+}
+
+std::optional<TfrJobResult> compute_tfr_job(const TfrJobInput& input) {
+  const std::vector<double> rr =
+      detect_rr_intervals(input.ecg.samples(), k_max_heart_rate, k_ecg_rate);
+  if (rr.size() < k_fewest_intervals) return std::nullopt;
+  TfrPictures tfr = compute_tfr_pictures(input.ecg.size(), rr, input.cycle_seconds, k_ecg_rate);
+  if (!tfr.valid) return std::nullopt;
+  TfrJobResult result;
+  draw_pictures(tfr, input, result);
+  result.cycle_log_power = std::move(tfr.cycle_log_power);
+  return result;
+}
+
+void run_tfr_job(Engine& engine, const TfrJobInput& input) noexcept {
+  try {
+    if (auto result = compute_tfr_job(input)) {
+      publish_result(engine, input.run_number, std::move(*result));
+      return;
+    }
+  } catch (const std::exception&) {
+    // For want of memory, say; told below like every other failure.
+  }
+  publish_error(engine, input.run_number);
+}
+
+}  // namespace tvn
