@@ -1,6 +1,5 @@
 #include "session/tfr_job.h"
 
-#include <exception>
 #include <future>
 #include <thread>
 #include <utility>
@@ -111,7 +110,7 @@ void run_tfr_job(Engine& engine, const TfrJobInput& input) noexcept {
       publish_result(engine, input.run_number, std::move(*result));
       return;
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     // For want of memory, say; told below like every other failure.
   }
   publish_error(engine, input.run_number);
