@@ -3,6 +3,7 @@
 #include <zlib.h>
 
 #include <cstdint>
+#include <new>
 #include <string_view>
 
 namespace tvn {
@@ -53,8 +54,9 @@ std::string unfiltered_rows(const RgbImage& image) {
 std::string compressed(std::string_view raw) {
   uLongf length = compressBound(static_cast<uLong>(raw.size()));
   std::string stream(length, '\0');
-  compress2(reinterpret_cast<Bytef*>(stream.data()), &length, as_bytes(raw),
-            static_cast<uLong>(raw.size()), k_compression_level);
+  const int status = compress2(reinterpret_cast<Bytef*>(stream.data()), &length, as_bytes(raw),
+                               static_cast<uLong>(raw.size()), k_compression_level);
+  if (status != Z_OK) throw std::bad_alloc();  // with room enough, all that zlib can want
   stream.resize(length);
   return stream;
 }

@@ -19,6 +19,8 @@
 namespace tvn {
 namespace {
 
+constexpr double k_lowest_rate = 10;  // Hz
+
 constexpr double k_two_pi = 6.283185307179586;
 // The band about a wavelet's frequency, in hertz, that is kept. What lies outside it is at most a
 // few hundredths of a beat per minute, since the heart rate is smoothed over 2 s, times what a
@@ -134,6 +136,7 @@ std::size_t tfr_matrix_column(std::size_t x, std::size_t width, std::size_t cols
 TfrPictures compute_tfr_pictures(std::size_t n_samples, std::span<const double> rr_seconds,
                                  double cycle_seconds, double fs) {
   TfrPictures result;
+  if (!(fs >= k_lowest_rate)) return result;
   if (!tfr_possible(n_samples, rr_seconds.size(), cycle_seconds, fs)) return result;
   const std::vector<std::size_t> boundaries = cycle_boundaries(n_samples, cycle_seconds, fs);
   const std::vector<double> frequencies = tfr_frequencies();

@@ -111,7 +111,7 @@ void draw_expected_line(RgbImage& image, std::int64_t expected_row) {
 void draw_cycle_lines(RgbImage& image, std::size_t cols, double cycle_columns) {
   const auto total = static_cast<double>(cols);
   if (!(cycle_columns > 0)) return;
-  // Cycles shorter than a column darken every column, which a step of one column does as well.
+  // Cycles shorter than a column do not occur; the step is limited so that the loop always ends.
   const double step = std::max(cycle_columns, 1.0);
   for (double column = 0; column < total; column += step) {
     const double x = column / total * image.width;

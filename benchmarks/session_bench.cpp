@@ -58,7 +58,7 @@ BENCHMARK(BM_SessionPass)->Arg(300)->Arg(3600)->Arg(28800)->Unit(benchmark::kMil
 // The whole job behind the page's pictures: R-peaks to PNG data URLs, on two threads.
 void BM_TfrJob(benchmark::State& state) {
   const EcgBuffer ecg(synthetic::make_ecg(static_cast<double>(state.range(0))));
-  const TfrJobInput input{ecg.view(ecg.size()), 16.0, 77, 40, 0};
+  const TfrJobInput input{ecg.view(ecg.size()), 16.0, 77, 40, 0, ""};
   for (auto _ : state) benchmark::DoNotOptimize(compute_tfr_job(input));
 }
 BENCHMARK(BM_TfrJob)->Arg(257)->Arg(1200)->Arg(3600)->Unit(benchmark::kMillisecond)->UseRealTime();

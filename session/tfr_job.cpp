@@ -1,5 +1,6 @@
 #include "session/tfr_job.h"
 
+#include <exception>
 #include <future>
 #include <thread>
 #include <utility>
@@ -22,24 +23,26 @@ constexpr const char* k_too_short = "Could not compute TFR (recording may be too
 // What the job is to work on, with the state set to "computing"; none when it may not start.
 std::optional<TfrJobInput> begin_job(Engine& engine) {
   const SessionLock hold(engine.lock);
+  if (engine.tfr_status == "computing") return std::nullopt;
   if (elapsed_samples(engine) < k_fewest_samples) {
     engine.tfr_status = "error";
     engine.tfr_error = "Not enough data recorded yet.";
     return std::nullopt;
   }
-  if (engine.tfr_status == "computing") return std::nullopt;
+  const int sex_code = engine.sex == "F" ? k_sex_code_female : k_sex_code_male;
+  TfrJobInput input{recorded_ecg(engine), engine.cycle_seconds, sex_code,
+                    engine.age,           engine.run_number,    k_too_short};
   engine.tfr_status = "computing";
   engine.tfr_error.clear();
-  const int sex_code = engine.sex == "F" ? k_sex_code_female : k_sex_code_male;
-  return TfrJobInput{recorded_ecg(engine), engine.cycle_seconds, sex_code, engine.age,
-                     engine.run_number};
+  return input;
 }
 
-void publish_error(Engine& engine, std::uint64_t run_number) {
+// Allocates nothing: memory may be what the job failed for.
+void publish_error(Engine& engine, TfrJobInput& input) noexcept {
   const SessionLock hold(engine.lock);
-  if (engine.run_number != run_number) return;
+  if (engine.run_number != input.run_number) return;
   engine.tfr_status = "error";
-  engine.tfr_error = k_too_short;
+  engine.tfr_error.swap(input.failure_text);
 }
 
 void publish_result(Engine& engine, std::uint64_t run_number, TfrJobResult result) {
@@ -50,6 +53,7 @@ void publish_result(Engine& engine, std::uint64_t run_number, TfrJobResult resul
   engine.tfr_cycle_log_power = std::move(result.cycle_log_power);
   engine.tfr_ready = true;
   engine.tfr_status = "done";
+  engine.tfr_error.clear();
 }
 
 std::string data_url(const TfrPicture& picture, std::size_t cols,
@@ -82,13 +86,14 @@ void draw_pictures(const TfrPictures& tfr, const TfrJobInput& input, TfrJobResul
 }  // namespace
 
 void start_tfr_job(Engine& engine) {
-  const std::optional<TfrJobInput> input = begin_job(engine);
+  std::optional<TfrJobInput> input = begin_job(engine);
   if (!input) return;
   try {
-    std::thread([&engine, input = *input] { run_tfr_job(engine, input); }).detach();
-  } catch (...) {
-    publish_error(engine, input->run_number);
-    throw;
+    std::thread([&engine, input = *input]() mutable {
+      run_tfr_job(engine, std::move(input));
+    }).detach();
+  } catch (const std::exception&) {  // no thread to be had
+    publish_error(engine, *input);
   }
 }
 
@@ -104,7 +109,7 @@ std::optional<TfrJobResult> compute_tfr_job(const TfrJobInput& input) {
   return result;
 }
 
-void run_tfr_job(Engine& engine, const TfrJobInput& input) noexcept {
+void run_tfr_job(Engine& engine, TfrJobInput input) noexcept {
   try {
     if (auto result = compute_tfr_job(input)) {
       publish_result(engine, input.run_number, std::move(*result));
@@ -113,7 +118,7 @@ void run_tfr_job(Engine& engine, const TfrJobInput& input) noexcept {
   } catch (...) {
     // For want of memory, say; told below like every other failure.
   }
-  publish_error(engine, input.run_number);
+  publish_error(engine, input);
 }
 
 }  // namespace tvn

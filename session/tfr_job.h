@@ -17,6 +17,8 @@ struct TfrJobInput {
   int sex_code;  // 70 for "F", 77 for everything else
   std::int32_t age;
   std::uint64_t run_number;
+  // What to tell when the job fails, made beforehand: memory may be what is wanting then.
+  std::string failure_text;
 };
 
 // Both pictures as PNG data URLs, and the mean log power of each complete breathing cycle.
@@ -26,9 +28,8 @@ struct TfrJobResult {
   std::vector<double> cycle_log_power;
 };
 
-// Starts the job on a detached thread. With fewer than 390 samples (3 s) so far the TFR status
-// becomes "error" instead; while a job computes, nothing starts. Throws std::system_error when no
-// thread can be had; the status is "error" then.
+// Starts the job on a detached thread, unless one computes already. With fewer than 390 samples
+// (3 s) so far, or when no thread can be had, the TFR status becomes "error" instead.
 void start_tfr_job(Engine& engine);
 
 // None when the recording has fewer than 3 RR intervals or is shorter than a breathing cycle.
@@ -36,6 +37,6 @@ std::optional<TfrJobResult> compute_tfr_job(const TfrJobInput& input);
 
 // Computes without the session lock and publishes under it: images, log power and "done", or
 // "error" with a text for the user. A job whose run is over publishes nothing. Never throws.
-void run_tfr_job(Engine& engine, const TfrJobInput& input) noexcept;
+void run_tfr_job(Engine& engine, TfrJobInput input) noexcept;
 
 }  // namespace tvn

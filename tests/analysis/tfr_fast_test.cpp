@@ -225,5 +225,13 @@ TEST(TfrPictures, HostileIntervalsGiveNoNumbersButNoHarm) {
   }
 }
 
+TEST(TfrFast, RefusesRatesThatItsGridDoesNotServe) {
+  const std::vector<double> rr(100, 0.8);
+  for (const double fs : {0.3, 0.5, 0.72, 9.9, 0.0, -130.0}) {
+    EXPECT_FALSE(compute_tfr_pictures(2000, rr, 16, fs).valid) << fs;
+  }
+  EXPECT_TRUE(compute_tfr_pictures(2000, rr, 16, 10).valid);
+}
+
 }  // namespace
 }  // namespace tvn

@@ -1,5 +1,10 @@
 #include "session/tfr_job.h"
 
+#include "analysis/base64.h"
+#include "analysis/png.h"
+#include "analysis/r_peaks.h"
+#include "analysis/tfr_fast.h"
+#include "analysis/tfr_image.h"
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/session/session_fixture.h"
 
@@ -16,7 +21,8 @@ class TfrJobTest : public SessionTest {
   }
   TfrJobInput input() {
     const SessionLock hold(engine_.lock);
-    return {recorded_ecg(engine_), engine_.cycle_seconds, 77, engine_.age, engine_.run_number};
+    return {recorded_ecg(engine_), engine_.cycle_seconds, 77,
+            engine_.age,           engine_.run_number,    "It failed."};
   }
   std::string status() { return get(&Engine::tfr_status); }
   std::string error() { return get(&Engine::tfr_error); }
@@ -97,6 +103,62 @@ TEST_F(TfrJobTest, DrawsForThePersonsSexAndAge) {
   EXPECT_EQ(image(man), image(man));
   EXPECT_NE(image(man), image(woman));
   EXPECT_NE(image(man), image(old_man));
+}
+
+// The expected pictures are put together here from the numbers, step by step.
+TEST_F(TfrJobTest, DrawsEachMatrixWithItsOwnScaleIntoItsOwnPicture) {
+  const std::vector<double> ecg = synthetic::make_ecg(60.0);
+  set_replay(ecg);
+  const auto job = compute_tfr_job(input());
+  ASSERT_TRUE(job);
+  const TfrPictures tfr =
+      compute_tfr_pictures(ecg.size(), detect_rr_intervals(ecg, 300, 130.0), 16.0, 130.0);
+  TfrImageSettings settings{tfr.expected_row, 77, 40, false, 0, 0, 16.0, 130.0, 1.5};
+  const auto url = [&](const TfrPicture& picture, double centre, double half_range) {
+    settings.centre = centre;
+    settings.half_range = half_range;
+    return "data:image/png;base64," +
+           base64_encode(png_file(render_tfr_picture(picture, ecg.size(), settings)));
+  };
+  EXPECT_TRUE(job->image_high_time == url(tfr.tfr3, tfr.tfr3_centre, tfr.tfr3_half_range));
+  EXPECT_TRUE(job->image_high_frequency == url(tfr.tfr10, tfr.tfr10_centre, tfr.tfr10_half_range));
+  EXPECT_EQ(job->cycle_log_power, tfr.cycle_log_power);
+}
+
+TEST_F(TfrJobTest, TakesOnlyTheOneLetterFForAWoman) {
+  set_replay(synthetic::make_ecg(40.0));
+  TfrJobInput person = input();
+  const std::string man = compute_tfr_job(person)->image_high_frequency;
+  person.sex_code = 70;
+  const std::string woman = compute_tfr_job(person)->image_high_frequency;
+  for (const char* sex : {"F", "M", "", "f", "FF"}) {
+    {
+      const SessionLock hold(engine_.lock);
+      engine_.sex = sex;
+    }
+    start_tfr_job(engine_);
+    ASSERT_TRUE(wait_until([this] { return status() == "done"; }));
+    const bool as_woman = std::string(sex) == "F";
+    EXPECT_TRUE(get(&Engine::tfr_image_high_frequency) == (as_woman ? woman : man)) << sex;
+    const SessionLock hold(engine_.lock);
+    engine_.tfr_status = "idle";
+  }
+}
+
+TEST_F(TfrJobTest, AJobUnderWayIsNotDisturbedByASeekBack) {
+  set_replay(synthetic::make_ecg(40.0));
+  TfrJobInput under_way = input();
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.tfr_status = "computing";
+    engine_.replay_pos = 100;
+  }
+  start_tfr_job(engine_);
+  EXPECT_EQ(status(), "computing");
+  EXPECT_EQ(error(), "");
+  run_tfr_job(engine_, under_way);
+  EXPECT_EQ(status(), "done");
+  EXPECT_EQ(error(), "");
 }
 
 }  // namespace

@@ -27,6 +27,18 @@ TEST_F(JobHandlersTest, RefuseASecondBatchWithoutOpeningTheDialog) {
   EXPECT_TRUE(std::filesystem::exists(folder_ / "shown"));
 }
 
+TEST_F(JobHandlersTest, TellWhichPictureIsWhich) {
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.tfr_status = "done";
+    engine_.tfr_ready = true;
+    engine_.tfr_image_high_time = "data:time";
+    engine_.tfr_image_high_frequency = "data:frequency";
+  }
+  EXPECT_EQ(body("/tfr_images"),
+            R"({"status":"done","images":{"tfr3":"data:time","tfr10":"data:frequency"}})");
+}
+
 TEST_F(JobHandlersTest, NeverPretendThatAMissingJobHasWorked) {
   for (const char* target : {"/export", "/batch_start?root=/x", "/batch_run?mode=single"}) {
     EXPECT_TRUE(body(target).starts_with(R"({"ok":false,)")) << target;
