@@ -15,10 +15,8 @@
 namespace tvn {
 namespace {
 
-constexpr std::size_t k_fewest_samples = 390;  // 3 s
 constexpr std::size_t k_window_samples = 780;  // 6 s
 constexpr std::size_t k_fewest_chart_points = 600;
-constexpr int k_max_heart_rate = 300;  // beats per minute
 constexpr int k_cycles_per_window = 2;
 constexpr double k_grid_step = 0.1;  // seconds
 constexpr double k_nan = std::numeric_limits<double>::quiet_NaN();
@@ -73,7 +71,7 @@ PassInput take_pass_input(Engine& engine) {
 
 std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds) {
   const std::span<const double> samples = ecg.samples();
-  if (samples.size() < k_fewest_samples) return std::nullopt;
+  if (samples.size() < k_fewest_analysed_samples) return std::nullopt;
   const std::vector<double> rr = detect_rr_intervals(samples, k_max_heart_rate, k_ecg_rate);
   if (rr.empty()) return std::nullopt;
   const std::vector<double> hr = build_hr_series(samples, rr, k_ecg_rate);

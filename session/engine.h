@@ -9,6 +9,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <limits>
@@ -24,6 +25,10 @@ namespace tvn {
 
 // The ECG rate of the whole program, samples per second.
 inline constexpr double k_ecg_rate = 130.0;
+// Less than 3 s of ECG is neither imported nor analysed.
+inline constexpr std::size_t k_fewest_analysed_samples = 390;
+// Beats per minute above which two peaks cannot both be beats.
+inline constexpr int k_max_heart_rate = 300;
 // A run is planned as this many breathing cycles.
 inline constexpr int k_cycles_target = 16;
 

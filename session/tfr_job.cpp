@@ -14,9 +14,7 @@
 namespace tvn {
 namespace {
 
-constexpr std::int64_t k_fewest_samples = 390;  // 3 s
 constexpr std::size_t k_fewest_intervals = 3;
-constexpr int k_max_heart_rate = 300;       // beats per minute
 constexpr double k_vertical_stretch = 1.5;  // of the pictures in the page
 constexpr const char* k_too_short = "Could not compute TFR (recording may be too short).";
 
@@ -24,7 +22,7 @@ constexpr const char* k_too_short = "Could not compute TFR (recording may be too
 std::optional<TfrJobInput> begin_job(Engine& engine) {
   const SessionLock hold(engine.lock);
   if (engine.tfr_status == "computing") return std::nullopt;
-  if (elapsed_samples(engine) < k_fewest_samples) {
+  if (recorded_ecg(engine).size() < k_fewest_analysed_samples) {
     engine.tfr_status = "error";
     engine.tfr_error = "Not enough data recorded yet.";
     return std::nullopt;

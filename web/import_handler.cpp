@@ -14,7 +14,6 @@
 namespace tvn {
 namespace {
 
-constexpr std::size_t k_fewest_samples = 390;  // 3 s
 constexpr std::size_t k_fewest_intervals = 3;
 
 Reply refusal(const std::string& note) {
@@ -53,7 +52,7 @@ Reply import_raw_ecg(const Request& request, Site& site) {
   const std::string file_name = picked_file_name(request.query);
   const double rate = number_param(request.query, "fs", k_ecg_rate);
   const std::vector<double> samples = resample_to_130(parse_raw_ecg(request.body), rate);
-  if (samples.size() < k_fewest_samples) {
+  if (samples.size() < k_fewest_analysed_samples) {
     return refusal(
         "That file did not look like a raw ECG (.txt/.csv with one sample per line) or a Kubios "
         "export.");
