@@ -1,10 +1,13 @@
 // inline_page <page dir> <output> <exact size>
 //
 // Assembles the one document the program embeds. index.html in the page folder names its parts
-// by marker comments, each alone on its line:
+// by marker comments; the parts of one marker are of one kind and become one element:
 //
-//     <!-- inline: style.css -->      becomes <style> ... </style>
-//     <!-- inline: charts.js -->      becomes <script> ... </script>
+//     <!-- inline: style.css -->              becomes <style> ... </style>
+//     <!-- inline: calls.js charts.js -->     becomes <script> ... </script>
+//
+// In its content security policy 'sha256 of style' and 'sha256 of script' become the hashes by
+// which the browser knows these elements (Content Security Policy Level 3, 'sha256-...').
 //
 // The embedded page has a fixed size, so that a build is reproducible to the byte; the rest is
 // filled with line feeds, which a browser ignores after </html>. Nothing is shortened: what a
@@ -19,10 +22,15 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "analysis/base64.h"
+#include "tools/sha256.h"
 
 namespace tvn {
 namespace {
@@ -47,15 +55,49 @@ std::string element_for(const std::string& part) {
   throw std::runtime_error(part + ": only .css and .js files can be inlined");
 }
 
-std::string inlined(const std::filesystem::path& page_dir, const std::string& part) {
-  const std::string element = element_for(part);
-  std::string text = read_text(page_dir / part);
-  // The HTML parser ends a style or script at its end tag, whatever the language inside says.
-  if (text.find("</" + element) != std::string::npos) {
-    throw std::runtime_error(part + " contains </" + element + ", which would end it too early");
+struct Element {
+  std::string tag;   // "style" or "script"
+  std::string text;  // what stands between its tags
+};
+
+// The element of the parts that a marker names, separated by white space.
+Element inlined(const std::filesystem::path& page_dir, const std::string& names,
+                std::set<std::string>& used) {
+  Element element;
+  std::istringstream parts(names);
+  for (std::string part; parts >> part;) {
+    const std::string tag = element_for(part);
+    if (!element.tag.empty() && tag != element.tag) {
+      throw std::runtime_error(part + ": a marker names parts of one kind");
+    }
+    element.tag = tag;
+    if (!used.insert(part).second) throw std::runtime_error(part + " is inlined twice");
+    const std::string text = read_text(page_dir / part);
+    // The HTML parser ends a style or script at its end tag, whatever the language inside says.
+    if (text.find("</" + tag) != std::string::npos) {
+      throw std::runtime_error(part + " contains </" + tag + ", which would end it too early");
+    }
+    element.text += "\n" + text.substr(0, text.find_last_not_of('\n') + 1);
   }
-  if (!text.empty() && text.back() != '\n') text += '\n';
-  return "<" + element + ">\n" + text + "</" + element + ">";
+  if (element.tag.empty()) throw std::runtime_error("index.html: a marker names no part");
+  element.text += '\n';
+  return element;
+}
+
+void replace_all(std::string& text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+}
+
+// Puts the hashes of the styles or scripts into the policy. To allow what is not there is a
+// mistake: a part was forgotten.
+void allow(std::string& page, const std::string& tag, const std::string& hashes) {
+  const std::string place = "'sha256 of " + tag + "'";
+  if (hashes.empty() && page.find(place) != std::string::npos) {
+    throw std::runtime_error("index.html allows a " + tag + " but inlines none");
+  }
+  replace_all(page, place, hashes);
 }
 
 // A style or script beside index.html that no marker names is a mistake: it would do nothing.
@@ -71,6 +113,7 @@ void check_all_used(const std::filesystem::path& page_dir, const std::set<std::s
 std::string assemble(const std::filesystem::path& page_dir) {
   const std::string shell = read_text(page_dir / "index.html");
   std::set<std::string> used;
+  std::map<std::string, std::string> hashes;
   std::string page;
   std::size_t from = 0;
   for (;;) {
@@ -79,13 +122,17 @@ std::string assemble(const std::filesystem::path& page_dir) {
     const std::size_t name_begin = begin + k_marker_begin.size();
     const std::size_t name_end = shell.find(k_marker_end, name_begin);
     if (name_end == std::string::npos) throw std::runtime_error("index.html: open inline marker");
-    const std::string part = shell.substr(name_begin, name_end - name_begin);
-    if (!used.insert(part).second) throw std::runtime_error(part + " is inlined twice");
-    page += shell.substr(from, begin - from) + inlined(page_dir, part);
+    const auto [tag, text] =
+        inlined(page_dir, shell.substr(name_begin, name_end - name_begin), used);
+    page += shell.substr(from, begin - from) + "<" + tag + ">" + text + "</" + tag + ">";
+    hashes[tag] +=
+        (hashes[tag].empty() ? "'" : " '") + ("sha256-" + base64_encode(sha256(text))) + "'";
     from = name_end + k_marker_end.size();
   }
   check_all_used(page_dir, used);
-  return page + shell.substr(from);
+  page += shell.substr(from);
+  for (const char* tag : {"style", "script"}) allow(page, tag, hashes[tag]);
+  return page;
 }
 
 void pad_to(std::string& page, std::size_t exact_size) {

@@ -4,7 +4,7 @@
 import assert from "node:assert/strict";
 import { after, before } from "node:test";
 import { close_page, eventually, launch_browser, open_page } from "./browser.mjs";
-import { start_scripted_server } from "./scripted_server.mjs";
+import { snapshot, start_scripted_server } from "./scripted_server.mjs";
 
 const PAGE_FILE = process.env.TVN_PAGE;
 if (!PAGE_FILE) throw new Error("TVN_PAGE must name the assembled index.html");
@@ -43,6 +43,23 @@ export async function start_replay(page, server, sample = "Sample 1.txt") {
   await page.getByLabel("Recording", { exact: true }).selectOption(sample);
   await page.getByRole("button", { name: "Start recording" }).click();
   await eventually(() => assert.equal(server.streams(), 1));
+}
+
+// A test in the Session view of a replay that has not yet sent a snapshot.
+export function in_session(run, options) {
+  return with_page(async (page, server) => {
+    await start_replay(page, server);
+    server.requests.length = 0;
+    await run(page, server);
+  }, () => {}, options);
+}
+
+// Pushes a snapshot with these changes and waits until the page has drawn it.
+export async function show(page, server, changes) {
+  const pushed = snapshot(changes);
+  server.push(pushed);
+  await page.waitForFunction((shown) => last_snapshot && paint_request === 0 &&
+    JSON.stringify(last_snapshot) === shown, JSON.stringify(pushed));
 }
 
 export function requests_for(server, path) {

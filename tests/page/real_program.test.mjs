@@ -82,7 +82,7 @@ function ecg_text(seconds, rate) {
     (_, i) => Math.round(sample(i / rate) + 12 * noise())).join("\n") + "\n";
 }
 
-test("a sample replays, is marked and saved, and comes back with its marker",
+test("a sample replays to the export button and, saved, comes back with its marker",
   async () => {
     const page = await open_page(browser, address);
     await page.getByLabel("Name or ID-code").fill("page test");
@@ -97,7 +97,7 @@ test("a sample replays, is marked and saved, and comes back with its marker",
     await text_becomes(page.locator("#hr-value"), /^\d+$/);
     const bpm = await number(page, "hr-value");
     assert.ok(bpm >= 40 && bpm <= 130, String(bpm));
-    await text_becomes(page.locator("#tvn-value"), /^[+-][01]\.\d\d$/, 15_000);
+    await text_becomes(page.locator("#tvn-value"), /^[+−][01]\.\d\d$/, 15_000);
     assert.ok(await page.evaluate(() => last_snapshot.elapsed) >= 32);
     await eventually(async () =>
       assert.ok(await count_pixels(page, "trend-canvas", TVN_BLUE) > 20));
@@ -105,13 +105,18 @@ test("a sample replays, is marked and saved, and comes back with its marker",
     await page.keyboard.press("5");
     const markers = page.locator("#markers-line");
     await text_becomes(markers, /^Markers: 5 at \d+\.\d s$/);
+    await page.waitForFunction(() => last_snapshot.markers.length === 1 &&
+      pending_marks.length === 0 && paint_request === 0);
     const marked = await markers.textContent();
     await button(page, "Stop").click();
     await text_becomes(page.locator("#status-word"), "Stopped");
     await button(page, "Save").click();
-    const outcome = page.locator("#export-area p").first();
-    await text_becomes(outcome, /^Saved as recordings\/page_test_on5_off11_M40_[\d-]+\.csv$/);
-    const file = (await outcome.textContent()).replace("Saved as recordings/", "");
+    await text_becomes(page.locator("#export-line"), /^(Exported to exports\/|Export failed: )/,
+                       60_000);
+    await eventually(async () => assert.ok(await button(page, "Save").isEnabled()));
+    // What an export keeps of the recording, asked for by itself.
+    const { file } = await (await fetch(address + "save")).json();
+    assert.match(file, /^page_test_on5_off11_M40_[\d-]+\.csv$/);
     const saved = readFileSync(join(folder, "data/recordings", file), "utf8");
     const seconds = (saved.split("\n").length - 1) / 130;
     const elapsed = await page.evaluate(() => last_snapshot.elapsed);

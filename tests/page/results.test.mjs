@@ -1,25 +1,18 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { eventually, text_becomes } from "./browser.mjs";
-import { button, requests_for, share_browser, start_replay, with_page } from "./fixture.mjs";
+import { button, in_session, requests_for, share_browser, start_replay, with_page }
+  from "./fixture.mjs";
 import { snapshot } from "./scripted_server.mjs";
 
 share_browser();
 
-const export_area = (page) => page.locator("#export-area");
-const tfr_area = (page) => page.locator("#tfr-area");
+const export_line = (page) => page.locator("#export-line");
+const tfr_line = (page) => page.locator("#tfr-line");
 const EXPORTING = "Exporting — saving raw data, computing the TFR and writing the PDF + CSV " +
   "(up to ~1 minute)…";
 const PIXEL = "data:image/png;base64,iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR4" +
   "2mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==";
-
-function in_session(run) {
-  return with_page(async (page, server) => {
-    await start_replay(page, server);
-    server.requests.length = 0;
-    await run(page, server);
-  });
-}
 
 async function enabled(page, name) {
   await eventually(async () => assert.ok(await button(page, name).isEnabled()));
@@ -31,13 +24,12 @@ test("Save exports, polls until done and lists the result", in_session(async (pa
     folder: "anna_export", files: ["anna.edf", "<b>.pdf"], errors: ["no TFR"] } }];
   server.replies["/export_status"] = () => polls.shift();
   await button(page, "Save").click();
-  await text_becomes(export_area(page), EXPORTING);
+  await text_becomes(export_line(page), EXPORTING);
   assert.ok(await button(page, "Save").isDisabled());
-  await text_becomes(export_area(page).locator("p").first(), "Exported to exports/anna_export",
+  await text_becomes(export_line(page), "Exported to exports/anna_export",
                      8000);
-  assert.deepEqual(await export_area(page).locator("li").allTextContents(),
-                   ["anna.edf", "<b>.pdf"]);
-  assert.match(await export_area(page).textContent(), /no TFR/);
+  assert.deepEqual(await page.locator("#export-list li").allTextContents(),
+                   ["anna.edf", "<b>.pdf", "no TFR"]);
   await enabled(page, "Save");
   assert.equal(requests_for(server, "/save").length, 0);
 }));
@@ -46,21 +38,29 @@ test("a failed export shows its error", in_session(async (page, server) => {
   server.replies["/export"] = { ok: true, status: "exporting" };
   server.replies["/export_status"] = { status: "error", error: "disk full" };
   await button(page, "Save").click();
-  await text_becomes(export_area(page), "Export failed: disk full");
+  await text_becomes(export_line(page), "Export failed: disk full");
   await enabled(page, "Save");
 }));
 
-test("when the export is refused the recording is saved", in_session(async (page, server) => {
-  server.replies["/export"] = { ok: false, error: "Export is not available in this version." };
-  server.replies["/save"] = { ok: true, file: "anna_on5.csv", count: 7800 };
+test("a refused or unanswered export says so", in_session(async (page, server) => {
+  for (const [reply, text] of [
+    [{ ok: false, error: "Export is not available." }, "Export failed: Export is not available."],
+    [null, "Export failed: no answer"], ["<html>", "Export failed: no answer"]]) {
+    server.replies["/export"] = reply;
+    await button(page, "Save").click();
+    await text_becomes(export_line(page), text);
+    assert.equal(await export_line(page).getAttribute("role"), "alert");
+    await enabled(page, "Save");
+  }
+  assert.equal(requests_for(server, "/export_status").length, 0);
+}));
+
+test("an export result may lack its lists", in_session(async (page, server) => {
+  server.replies["/export"] = { ok: true, status: "exporting" };
+  server.replies["/export_status"] = { status: "done", result: { folder: "a\tb" } };
   await button(page, "Save").click();
-  await text_becomes(export_area(page).locator("p").first(), "Saved as recordings/anna_on5.csv");
-  assert.match(await export_area(page).textContent(), /Export is not available in this version\./);
-  await enabled(page, "Save");
-  server.replies["/save"] = { ok: false, error: "Nothing recorded to save yet." };
-  await button(page, "Save").click();
-  await text_becomes(export_area(page).locator("p").first(), "Nothing recorded to save yet.");
-  await enabled(page, "Save");
+  await text_becomes(export_line(page), "Exported to exports/a\tb");
+  assert.equal(await page.locator("#export-list li").count(), 0);
 }));
 
 test("the TFR is polled and shown as two figures", in_session(async (page, server) => {
@@ -81,16 +81,24 @@ test("the TFR is polled and shown as two figures", in_session(async (page, serve
   await enabled(page, "Compute TFR");
 }));
 
-test("a refused and a failed TFR show their text", in_session(async (page, server) => {
-  server.replies["/tfr"] = { ok: false, status: "error", error: "Not in this version." };
-  await button(page, "Compute TFR").click();
-  await text_becomes(tfr_area(page), "Not in this version.");
-  await enabled(page, "Compute TFR");
-  server.replies["/tfr"] = { ok: true, status: "computing" };
-  server.replies["/tfr_status"] = { status: "error", error: "Not enough data recorded yet." };
-  await button(page, "Compute TFR").click();
-  await text_becomes(tfr_area(page), "Could not compute TFR: Not enough data recorded yet.");
-  await enabled(page, "Compute TFR");
+test("a TFR that does not come says why, once", in_session(async (page, server) => {
+  const started = { ok: true, status: "computing" };
+  const done = { status: "done" };
+  for (const [reply, status, images, text] of [
+    [{ ok: false, error: "Not now." }, null, null, "Could not compute TFR: Not now."],
+    [null, null, null, "Could not compute TFR: no answer"],
+    [started, { status: "error", error: "Not enough data recorded yet." }, null,
+     "Could not compute TFR: Not enough data recorded yet."],
+    [started, { status: "error", error: "Could not compute TFR: no beats" }, null,
+     "Could not compute TFR: no beats"],
+    [started, done, null, "Could not compute TFR: no answer"],
+    [started, done, { status: "done", images: null }, "Could not compute TFR: no answer"]]) {
+    Object.assign(server.replies, { "/tfr": reply, "/tfr_status": status, "/tfr_images": images });
+    await button(page, "Compute TFR").click();
+    await text_becomes(tfr_line(page), text);
+    assert.equal(await tfr_line(page).getAttribute("role"), "alert");
+    await enabled(page, "Compute TFR");
+  }
 }));
 
 test("after a stop with a full cycle the TFR is suggested", in_session(async (page, server) => {
@@ -109,11 +117,11 @@ test("a new session leaves nothing of the last one", in_session(async (page, ser
   server.replies["/export"] = { ok: true, status: "exporting" };
   server.replies["/export_status"] = { status: "exporting" };
   await button(page, "Save").click();
-  await text_becomes(export_area(page), EXPORTING);
+  await text_becomes(export_line(page), EXPORTING);
   await button(page, "New session").click();
   await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
   await start_replay(page, server);
-  await text_becomes(export_area(page), "");
+  await text_becomes(export_line(page), "");
   assert.ok(await button(page, "Save").isEnabled());
   const polled = requests_for(server, "/export_status").length;
   await page.waitForTimeout(1700);

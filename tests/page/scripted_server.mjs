@@ -32,8 +32,8 @@ export function snapshot(changes = {}) {
 
 // Starts the server on a free port. The result:
 //   address          where the page is
-//   replies          path -> object (sent as JSON), text (sent as it is), function (request) ->
-//                    either of them, or null (the connection is cut)
+//   replies          path -> object (sent as JSON), text (sent as it is), null (the connection is
+//                    cut), or function (request) -> one of them or a promise of it
 //   status           path -> status number, 200 when absent
 //   requests         every request for a JSON route, in order: { path, url, query, method, body }
 //   push(snapshot)   sends an event to every open stream; a text is sent as it is
@@ -64,7 +64,7 @@ export async function start_scripted_server(page_file) {
     for (const stream of streams) stream.write(`data: ${text}\n\n`);
   };
   server.close = () => new Promise((closed) => {
-    http.close(closed);
+    http.close(() => closed());
     http.closeAllConnections();
   });
   return server;
@@ -77,9 +77,9 @@ function open_stream(response, streams) {
   response.on("close", () => streams.delete(response));
 }
 
-function send_reply(server, record, response) {
+async function send_reply(server, record, response) {
   let reply = server.replies[record.path];
-  if (typeof reply === "function") reply = reply(record);
+  if (typeof reply === "function") reply = await reply(record);
   if (reply === null) {
     response.destroy();
   } else if (reply === undefined) {

@@ -1,29 +1,12 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { count_pixels, eventually, HEART_RATE_ORANGE, text_becomes, TVN_BLUE } from "./browser.mjs";
-import { button, requests_for, share_browser, start_replay, with_page } from "./fixture.mjs";
+import { button, in_session, requests_for, share_browser, show } from "./fixture.mjs";
 import { snapshot } from "./scripted_server.mjs";
 
 share_browser();
 
 const text = (page, id) => page.locator("#" + id);
-
-// A test in the Session view of a replay.
-function in_session(run, options) {
-  return with_page(async (page, server) => {
-    await start_replay(page, server);
-    server.requests.length = 0;
-    await run(page, server);
-  }, () => {}, options);
-}
-
-// Pushes and waits until the page has shown it.
-async function show(page, server, changes) {
-  const pushed = snapshot(changes);
-  server.push(pushed);
-  await page.waitForFunction((shown) => last_snapshot && JSON.stringify(last_snapshot) === shown,
-                             JSON.stringify(pushed));
-}
 
 test("titles, numbers and lines follow the snapshot", in_session(async (page, server) => {
   await show(page, server, {
@@ -38,14 +21,14 @@ test("titles, numbers and lines follow the snapshot", in_session(async (page, se
   await text_becomes(text(page, "hr-value"), "72");
   await text_becomes(text(page, "tvn-value"), "+0.50");
   await text_becomes(text(page, "cycles"), "4.1 / 16");
-  await text_becomes(text(page, "elapsed"), "65 s");
+  await text_becomes(text(page, "elapsed"), "65.7 s");
   await text_becomes(text(page, "position-total"), "257.2 s total · drag to jump");
   await text_becomes(text(page, "markers-line"), "Markers: 4 at 12.3 s, 9 at 60.0 s");
   await text_becomes(text(page, "status-word"), "Recording");
   await show(page, server, { running: false, hr: null, tvn: -0.256 });
   await text_becomes(text(page, "status-word"), "Stopped");
   await text_becomes(text(page, "hr-value"), "–");
-  await text_becomes(text(page, "tvn-value"), "-0.26");
+  await text_becomes(text(page, "tvn-value"), "−0.26");
   await show(page, server, { tvn: null, cycles_done: null });
   await text_becomes(text(page, "tvn-value"), "–");
 }));
@@ -59,10 +42,17 @@ test("a live run has its own words and no slider", in_session(async (page, serve
   assert.ok(await page.getByLabel("Position").isDisabled());
 }));
 
-test("the gauge knob is at (value + 1) / 2", in_session(async (page, server) => {
-  for (const [tvn, left] of [[-1, "0%"], [0.5, "75%"], [1, "100%"], [null, "50%"]]) {
+test("the gauge knob is at (value + 1) / 2 of its width", in_session(async (page, server) => {
+  const share = () => page.evaluate(() => {
+    const gauge = document.getElementById("gauge");
+    // The knob is drawn at the left end of an element as wide as the gauge within its border.
+    const from = gauge.getBoundingClientRect().left + gauge.clientLeft;
+    const knob = document.getElementById("gauge-knob").getBoundingClientRect().left;
+    return (knob - from) / gauge.clientWidth;
+  });
+  for (const [tvn, expected] of [[-1, 0], [0.5, 0.75], [1, 1], [null, 0.5], [0, 0.5]]) {
     await show(page, server, { tvn });
-    assert.equal(await page.evaluate(() => document.getElementById("gauge-knob").style.left), left);
+    await eventually(async () => assert.ok(Math.abs(await share() - expected) < 0.005, `${tvn}`));
   }
 }));
 
@@ -123,11 +113,10 @@ test("the countdown counts, beeps twice and once higher, and hides",
     const countdown = text(page, "countdown-text");
     const sounds = () => page.evaluate(() => window.sounds);
     await show(page, server, { elapsed: 19.5 });
-    await text_becomes(countdown, "TVN in 13 s");
-    assert.equal(await page.evaluate(() => document.getElementById("countdown-bar").style.width),
-                 "60.9375%");
+    await text_becomes(countdown, "TVN in 13");
+    assert.equal(await page.evaluate(() => document.getElementById("countdown-bar").value), 0.609375);
     for (const elapsed of [29, 30, 30.5, 31, 31.9]) await show(page, server, { elapsed });
-    await text_becomes(countdown, "TVN in 1 s");
+    await text_becomes(countdown, "TVN in 1");
     assert.deepEqual(await sounds(), [660, 660]);
     await show(page, server, { elapsed: 32 });
     await text_becomes(countdown, "TVN active");
@@ -203,14 +192,12 @@ test("both canvases are painted sharp, in the colours of the legend",
 
 test("the TVN line is broken where there is no value", in_session(async (page, server) => {
   await show(page, server, full_charts());
-  // The window is 0 to 180 s; TVN 0.5 lies at three quarters of the plot's height.
   const drawn = await page.evaluate((blue) => {
-    const canvas = document.getElementById("trend-canvas");
-    const { left, right, top, bottom } = TREND_MARGIN;
-    const y = Math.round(top + (canvas.height - top - bottom) / 4);
+    const chart = charts.find(({ canvas }) => canvas.id === "trend-canvas");
+    const plot = trend_plot(chart, last_snapshot);
     return [20, 40, 65, 90].map((t) => {
-      const x = Math.round(left + t / 180 * (canvas.width - left - right));
-      const { data } = canvas.getContext("2d").getImageData(x - 1, y - 2, 3, 5);
+      const x = Math.round(plot.to_x(t)), y = Math.round(plot.tvn_y(0.5));
+      const { data } = chart.traces.getImageData(x - 1, y - 3, 3, 6);
       return blue.every((value, i) => data.some((byte, n) => n % 4 === i && byte === value));
     });
   }, TVN_BLUE);

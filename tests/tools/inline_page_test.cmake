@@ -68,6 +68,22 @@ math(EXPR small_size "${assembled_size} - 7")
 expect_refusal("a page that does not fit" ${small_size}
                "7 bytes too large: ${assembled_size} of ${small_size}")
 
+# Several parts become one element, and the policy names it by its hash. The digest of the text
+# between the tags is `printf '\nlet a = 1\nlet b = 2\n' | openssl dgst -sha256 -binary | base64`.
+file(WRITE ${page}/second.js "let b = 2\n\n")
+file(WRITE ${page}/index.html "'sha256 of script'\n<!-- inline: main.js\n  second.js -->\n")
+file(REMOVE ${page}/style.css)
+string(CONCAT joined "'sha256-WdES8g0cWLXq3n9uJDK059oApotGJcv7dBtBkHEiwOY='\n"
+       "<script>\nlet a = 1\nlet b = 2\n</script>\n")
+string(LENGTH "${joined}" joined_size)
+expect_output("two parts in one element" ${joined_size} "${joined}")
+file(WRITE ${page}/index.html "'sha256 of style'\n<!-- inline: main.js second.js -->\n")
+expect_refusal("a hash of nothing" 1000 "allows a style but inlines none")
+file(WRITE ${page}/style.css "p { margin: 0 }\n")
+file(WRITE ${page}/index.html "<!-- inline: main.js style.css -->\n")
+expect_refusal("parts of two kinds" 1000 "style\\.css: a marker names parts of one kind")
+lay_out_page()
+
 file(REMOVE ${page}/main.js)
 expect_refusal("a missing script" 1000 "main\\.js is missing")
 lay_out_page()

@@ -1,37 +1,71 @@
-"use strict";
-// The two canvases: the ECG trace and, below it, heart rate and TVN over time.
+// Charts of two canvases: a fixed layer (grid, frame, labels), drawn only when it changes, under
+// the traces. Here: what charts share, and the ECG.
 
 const ECG_GRID_PX = 38;
 const ECG_HEADROOM = 0.12;
-const TREND_MIN_SECONDS = 180;
-const TREND_MIN_CYCLES = 6;
-const TREND_MARGIN = { left: 36, right: 30, top: 18, bottom: 20 };
-// Cycle lines closer than this would be a grey area rather than lines.
-const MIN_LINE_SPACING_PX = 4;
 
-// A 2D context in CSS pixels on a canvas with one element per device pixel, cleared.
-function prepare_canvas(canvas) {
-  const scale = window.devicePixelRatio || 1;
-  const width = canvas.clientWidth;
-  const height = canvas.clientHeight;
-  const device_width = Math.round(width * scale);
-  const device_height = Math.round(height * scale);
-  if (canvas.width !== device_width || canvas.height !== device_height) {
-    canvas.width = device_width;
-    canvas.height = device_height;
+const charts = [];
+// What the canvases take from the style sheet, until light and dark change.
+let theme = null;
+
+function current_theme() {
+  if (theme) return theme;
+  const style = getComputedStyle(document.documentElement);
+  theme = { font: style.fontFamily, em: Number.parseFloat(style.fontSize) * 0.8 };
+  for (const name of ["hr", "tvn", "ink", "muted", "grid"]) {
+    theme[name] = style.getPropertyValue("--" + name).trim();
   }
-  const ctx = canvas.getContext("2d");
-  ctx.setTransform(scale, 0, 0, scale, 0, 0);
-  ctx.clearRect(0, 0, width, height);
-  ctx.lineJoin = "round";
-  return { ctx, width, height };
+  return theme;
 }
 
-function theme_colours() {
-  const style = getComputedStyle(document.documentElement);
-  const colour = (name) => style.getPropertyValue(name).trim();
-  return { hr: colour("--hr"), tvn: colour("--tvn"), ink: colour("--ink"),
-           muted: colour("--muted"), line: colour("--line"), font: style.fontFamily };
+// A chart on the canvas of that id; draw(chart, snapshot) draws it.
+function make_chart(id, draw) {
+  const canvas = $(id);
+  const below = make("canvas");
+  canvas.before(below);
+  const chart = { canvas, draw, fixed: below.getContext("2d"), traces: canvas.getContext("2d") };
+  charts.push(chart);
+  new ResizeObserver(refresh_charts).observe(canvas);
+}
+
+// For another size or theme: everything is fitted and drawn anew.
+function refresh_charts() {
+  theme = null;
+  for (const chart of charts) chart.density = 0;
+  paint();
+}
+
+function watch_theme() {
+  for (const query of ["(prefers-color-scheme: dark)", "(forced-colors: active)", "print"]) {
+    matchMedia(query).addEventListener("change", refresh_charts);
+  }
+  window.addEventListener("resize", refresh_charts);
+}
+
+// One element of the backing store per device pixel, whatever screen the window has moved to; the
+// contexts go on in CSS pixels.
+function fit_chart(chart) {
+  const density = devicePixelRatio;
+  if (chart.density === density) return;
+  const { canvas, fixed, traces } = chart;
+  Object.assign(chart, { density, fixed_key: "", width: canvas.clientWidth,
+                         height: canvas.clientHeight });
+  for (const layer of [fixed, traces]) {
+    layer.canvas.width = Math.round(chart.width * density);
+    layer.canvas.height = Math.round(chart.height * density);
+    layer.setTransform(density, 0, 0, density, 0, 0);
+    layer.lineJoin = "round";
+  }
+}
+
+// Clears the traces, and the fixed layer if what it is to show (the key) is new: then true.
+function clear_chart(chart, key) {
+  const { fixed, traces, width, height, fixed_key } = chart;
+  traces.clearRect(0, 0, width, height);
+  if (key === fixed_key) return false;
+  fixed.clearRect(0, 0, width, height);
+  chart.fixed_key = key;
+  return true;
 }
 
 function stroke_line(ctx, x1, y1, x2, y2) {
@@ -41,148 +75,47 @@ function stroke_line(ctx, x1, y1, x2, y2) {
   ctx.stroke();
 }
 
-// One line through the points; a null y breaks it.
+// One path through the points; a null y breaks it.
 function stroke_series(ctx, points, to_x, to_y) {
   let pen_down = false;
   ctx.beginPath();
   for (const { x, y } of points) {
-    if (y === null) {
-      pen_down = false;
-    } else if (pen_down) {
-      ctx.lineTo(to_x(x), to_y(y));
-    } else {
-      ctx.moveTo(to_x(x), to_y(y));
-      pen_down = true;
-    }
+    if (y !== null) ctx[pen_down ? "lineTo" : "moveTo"](to_x(x), to_y(y));
+    pen_down = y !== null;
   }
   ctx.stroke();
 }
 
-function draw_square_grid(ctx, width, height) {
-  for (let x = ECG_GRID_PX; x < width; x += ECG_GRID_PX) {
-    stroke_line(ctx, x + 0.5, 0, x + 0.5, height);
+// The least and greatest of the values that are not null; without any, low > high.
+function extent(values) {
+  let low = Infinity, high = -Infinity;
+  for (const value of values) {
+    if (value === null) continue;
+    if (value < low) low = value;
+    if (value > high) high = value;
   }
-  for (let y = ECG_GRID_PX; y < height; y += ECG_GRID_PX) {
-    stroke_line(ctx, 0, y + 0.5, width, y + 0.5);
-  }
+  return { low, high };
 }
 
-function draw_ecg(canvas, ecg) {
-  const { ctx, width, height } = prepare_canvas(canvas);
-  const colours = theme_colours();
-  ctx.strokeStyle = colours.line;
-  ctx.lineWidth = 1;
-  draw_square_grid(ctx, width, height);
-  const values = ecg.filter((value) => value !== null);
-  if (values.length < 2) return;
-
-  let low = Math.min(...values);
-  const range = Math.max(...values) - low || 1;
-  low -= range * ECG_HEADROOM;
-  const span = range * (1 + 2 * ECG_HEADROOM);
-  ctx.strokeStyle = colours.hr;
-  ctx.lineWidth = 1.6;
-  stroke_series(ctx, ecg.map((y, x) => ({ x, y })),
-                (index) => index / (ecg.length - 1) * width,
-                (value) => height - (value - low) / span * height);
+// The values at the edges of the trace; a flat one lies in the middle.
+function ecg_axis(ecg) {
+  const { low, high } = extent(ecg);
+  const half = (high - low || 1) * (0.5 + ECG_HEADROOM);
+  return { low: (low + high) / 2 - half, high: (low + high) / 2 + half };
 }
 
-// The seconds that the trend shows. It ends at the newest heart-rate point or, as passes come
-// only once a second, at the elapsed time when that is further.
-function trend_window(snapshot) {
-  const seconds = Math.max(TREND_MIN_SECONDS, TREND_MIN_CYCLES * snapshot.cycle_seconds);
-  const newest = snapshot.hr_series.length > 0 ? snapshot.hr_series.at(-1).x : 0;
-  const to = Math.max(newest, snapshot.elapsed, seconds);
-  return { from: to - seconds, to };
-}
-
-function heart_rate_axis(points) {
-  const values = points.map((point) => point.y).filter((y) => y !== null);
-  if (values.length === 0) return { low: 50, high: 90 };
-  let low = Math.min(...values);
-  let high = Math.max(...values);
-  if (high - low < 4) {
-    low -= 3;
-    high += 3;
-  }
-  const headroom = (high - low) * 0.14;
-  return { low: low - headroom, high: high + headroom };
-}
-
-function draw_trend(canvas, snapshot) {
-  const { ctx, width, height } = prepare_canvas(canvas);
-  const colours = theme_colours();
-  const { from, to } = trend_window(snapshot);
-  const visible = (point) => point.x >= from && point.x <= to;
-  const hr_points = snapshot.hr_series.filter(visible);
-  const plot = {
-    left: TREND_MARGIN.left, top: TREND_MARGIN.top,
-    right: width - TREND_MARGIN.right, bottom: height - TREND_MARGIN.bottom,
-    axis: heart_rate_axis(hr_points), from, to,
-    to_x: (t) => plot.left + (t - from) / (to - from) * (plot.right - plot.left),
-    // A share of 0 is the bottom of the plot, 1 its top.
-    to_y: (share) => plot.bottom - share * (plot.bottom - plot.top),
-  };
-  const hr_y = (bpm) => plot.to_y((bpm - plot.axis.low) / (plot.axis.high - plot.axis.low));
-  const tvn_y = (value) => plot.to_y((value + 1) / 2);
-
-  draw_trend_grid(ctx, plot, snapshot.cycle_seconds, colours);
-  draw_trend_labels(ctx, plot, colours);
-  ctx.lineWidth = 2;
-  ctx.strokeStyle = colours.hr;
-  stroke_series(ctx, hr_points, plot.to_x, hr_y);
-  ctx.lineWidth = 2.4;
-  ctx.strokeStyle = colours.tvn;
-  stroke_series(ctx, snapshot.tvn_series.filter(visible), plot.to_x, tvn_y);
-  draw_trend_markers(ctx, plot, snapshot.markers, colours);
-}
-
-function draw_trend_grid(ctx, plot, cycle, colours) {
-  ctx.strokeStyle = colours.line;
-  ctx.lineWidth = 1;
-  for (const share of [0, 1]) {
-    stroke_line(ctx, plot.left, plot.to_y(share), plot.right, plot.to_y(share));
-  }
-  const spacing = cycle / (plot.to - plot.from) * (plot.right - plot.left);
-  if (spacing >= MIN_LINE_SPACING_PX) {
-    for (let n = Math.ceil(plot.from / cycle); n * cycle <= plot.to; ++n) {
-      stroke_line(ctx, plot.to_x(n * cycle), plot.top, plot.to_x(n * cycle), plot.bottom);
+function draw_ecg(chart, { ecg }) {
+  const { fixed, traces, width, height } = chart;
+  if (clear_chart(chart, "grid")) {
+    fixed.strokeStyle = current_theme().grid;
+    for (let at = ECG_GRID_PX; at < Math.max(width, height); at += ECG_GRID_PX) {
+      stroke_line(fixed, at + 0.5, 0, at + 0.5, height);
+      stroke_line(fixed, 0, at + 0.5, width, at + 0.5);
     }
   }
-  ctx.strokeStyle = colours.muted;
-  ctx.setLineDash([5, 5]);
-  stroke_line(ctx, plot.left, plot.to_y(0.5), plot.right, plot.to_y(0.5));
-  ctx.setLineDash([]);
-}
-
-function draw_trend_labels(ctx, plot, colours) {
-  const { low, high } = plot.axis;
-  ctx.font = "12px " + colours.font;
-  ctx.textBaseline = "middle";
-  for (const share of [0, 0.5, 1]) {
-    ctx.fillStyle = colours.hr;
-    ctx.textAlign = "right";
-    ctx.fillText(String(Math.round(low + share * (high - low))), plot.left - 7, plot.to_y(share));
-    ctx.fillStyle = colours.tvn;
-    ctx.fillText(["−1", "0", "+1"][share * 2], plot.right + 24, plot.to_y(share));
-    const seconds = plot.from + share * (plot.to - plot.from);
-    ctx.fillStyle = colours.muted;
-    ctx.textAlign = ["left", "center", "right"][share * 2];
-    ctx.fillText(Math.round(seconds) + " s", plot.to_x(seconds), plot.bottom + 12);
-  }
-}
-
-function draw_trend_markers(ctx, plot, markers, colours) {
-  ctx.strokeStyle = colours.ink;
-  ctx.fillStyle = colours.ink;
-  ctx.lineWidth = 1;
-  ctx.font = "bold 12px " + colours.font;
-  ctx.textAlign = "center";
-  ctx.setLineDash([2, 4]);
-  for (const { t, k } of markers) {
-    if (t < plot.from || t > plot.to) continue;
-    stroke_line(ctx, plot.to_x(t), plot.top, plot.to_x(t), plot.bottom);
-    ctx.fillText(String(k), plot.to_x(t), plot.top - 8);
-  }
-  ctx.setLineDash([]);
+  const { low, high } = ecg_axis(ecg);
+  traces.strokeStyle = current_theme().hr;
+  traces.lineWidth = 1.75;
+  stroke_series(traces, ecg.map((y, x) => ({ x, y })), (n) => n / (ecg.length - 1) * width,
+                (value) => (high - value) / (high - low) * height);
 }

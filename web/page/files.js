@@ -1,88 +1,94 @@
-"use strict";
 // Files of the user's own: one recording to replay, or folders to turn into reports.
 
 const BATCH_POLL_MS = 1000;
 const BATCH_RETRY_MS = 1200;
+const FILE_BUTTONS = ["import-file", "import-folder", "batch-folder"];
 
-function import_hint(text) {
-  set_text("import-hint", text);
+function set_files_busy(button) {
+  for (const id of FILE_BUTTONS) {
+    set_busy(id, id === button);
+    $(id).disabled = Boolean(button);
+  }
 }
 
-function set_import_busy(busy) {
-  for (const id of ["import-file", "import-folder", "batch-folder"]) by_id(id).disabled = busy;
+function show_progress(done, total) {
+  const bar = $("import-bar");
+  bar.hidden = !total;
+  bar.max = total || 1;
+  bar.value = done;
+}
+
+function end_files(text, failed) {
+  show_progress(0, 0);
+  set_files_busy(null);
+  tell("import-hint", text, failed);
 }
 
 async function import_file(file) {
-  set_import_busy(true);
-  import_hint("Importing " + file.name + "…");
-  const reply = await try_call(
-    "/import?fname=" + encodeURIComponent(file.name) + "&speed=" + speed + start_parameters(),
-    file);
+  set_files_busy("import-file");
+  tell("import-hint", `Importing ${file.name}…`);
+  const reply = await try_call(`/import?fname=${encodeURIComponent(file.name)}&speed=${speed}` +
+    start_parameters(), file);
   if (reply.ok && reply.kubios) {
-    import_hint("Processing Kubios RR (" + reply.beats + " beats)…");
+    tell("import-hint", `Processing Kubios RR (${reply.beats} beats)…`);
     follow_batch(() => {});
-    return;
+  } else if (reply.ok) {
+    end_files("");
+    enter_session();
+  } else {
+    end_files(refusal_text(reply, "Could not import that file."), true);
   }
-  set_import_busy(false);
-  import_hint(reply.ok ? "" : refusal_text(reply, "Could not import that file."));
-  if (reply.ok) enter_session();
 }
 
-// A report's own heart-rate text would be read as a raw ECG, so names ending in hrv.txt are not
-// recordings.
-function is_recording_name(name) {
+// A report's own heart-rate text, named ...hrv.txt, would pass for a raw ECG.
+function is_recording({ name }) {
   return /\.(txt|csv)$/i.test(name) && !/hrv\.txt$/i.test(name);
 }
 
 // mode "single": all files are one person's recording; mode "batch": one report per recording.
-async function process_folder(all_files, mode) {
-  const files = all_files.filter((file) => is_recording_name(file.name));
+async function process_folder(all_files, button, mode) {
+  const files = all_files.filter(is_recording);
   if (files.length === 0) {
-    import_hint("No recordings (.txt raw ECG or .csv Kubios) found in that folder.");
+    tell("import-hint", "No recordings (.txt raw ECG or .csv Kubios) found in that folder.", true);
     return;
   }
-  set_import_busy(true);
+  set_files_busy(button);
   const refusal = await upload_and_run(files, mode);
-  if (refusal === null) {
-    follow_batch((status) => {
-      import_hint(status.msg + " — " + status.done + "/" + status.total + " files");
-    });
-  } else {
-    import_hint(refusal);
-    set_import_busy(false);
+  if (refusal) {
+    end_files(refusal, true);
+    return;
   }
+  follow_batch(({ msg, done, total }) => {
+    show_progress(done, total);
+    set_text("import-hint", `${msg} — ${done}/${total} files`);
+  });
 }
 
-// Null when the batch was started, else why not.
+// Nothing when the batch was started, else why not.
 async function upload_and_run(files, mode) {
-  const cleared = await try_call("/batch_new");
-  if (!cleared.ok) return refusal_text(cleared, "Could not start.");
-  for (const [index, file] of files.entries()) {
-    import_hint("Uploading… " + (index + 1) + "/" + files.length);
-    const rel = file.webkitRelativePath || file.name;
-    const sent = await try_call("/batch_upload?rel=" + encodeURIComponent(rel), file);
-    if (!sent.ok) return refusal_text(sent, "Could not upload " + file.name + ".");
+  tell("import-hint", "Uploading…");
+  let reply = await try_call("/batch_new");
+  for (let n = 0; n < files.length && reply.ok; ++n) {
+    set_text("import-hint", `Uploading… ${n + 1}/${files.length}`);
+    show_progress(n, files.length);
+    const rel = files[n].webkitRelativePath || files[n].name;
+    reply = await try_call("/batch_upload?rel=" + encodeURIComponent(rel), files[n]);
   }
-  const run = await try_call("/batch_run?mode=" + mode + start_parameters() +
-    (mode === "single" ? "&batchname=" + encodeURIComponent(top_folder(files[0])) : ""));
-  return run.ok ? null : refusal_text(run, "Could not start.");
-}
-
-function top_folder(file) {
-  const rel = file.webkitRelativePath || "";
-  return rel.includes("/") ? rel.slice(0, rel.indexOf("/")) || "import" : "import";
+  if (!reply.ok) return "Upload failed: " + refusal_text(reply);
+  const [, top = "import"] = files[0].webkitRelativePath.match(/^([^/]+)\//) || [];
+  reply = await try_call(`/batch_run?mode=${mode}` + start_parameters() +
+    (mode === "single" ? "&batchname=" + encodeURIComponent(top) : ""));
+  return reply.ok ? "" : refusal_text(reply, "Could not start.");
 }
 
 function follow_batch(on_running) {
-  set_import_busy(true);
-  poll("/batch_status", BATCH_POLL_MS, (status) => {
-    if (status.status === "running") {
-      on_running(status);
+  poll("/batch_status", BATCH_POLL_MS, (job) => {
+    if (job.status === "running") {
+      on_running(job);
       return false;
     }
-    const done = status.status === "done";
-    import_hint((done ? "✓ " : "") + (status.msg || (done ? "" : "The batch did not run.")));
-    set_import_busy(false);
+    const done = job.status === "done";
+    end_files(done ? "✓ " + job.msg : job.msg || "The batch did not run.", !done);
     return true;
   }, BATCH_RETRY_MS);
 }

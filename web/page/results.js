@@ -1,4 +1,3 @@
-"use strict";
 // What comes out of a session: the export into files and the two TFR figures.
 
 const JOB_POLL_MS = 1500;
@@ -6,133 +5,89 @@ const TFR_FIGURES = [
   ["High frequency resolution (n = 10)", "tfr10"],
   ["High time resolution (n = 3)", "tfr3"],
 ];
-const TFR_TICKS = ["0.18", "0.10", "0.02"];
 
-let end_export_poll = () => {};
-let end_tfr_poll = () => {};
+let end_poll = {};
 let tfr_computed = false;
 let session_number = 0;
 
 // A reply that arrives after this belongs to an earlier session and is not shown.
 function clear_results() {
   ++session_number;
-  end_export_poll();
-  end_tfr_poll();
+  for (const end of Object.values(end_poll)) end();
   tfr_computed = false;
-  by_id("save").disabled = false;
-  by_id("tfr").disabled = false;
-  by_id("export-area").replaceChildren();
-  by_id("tfr-area").replaceChildren();
-  set_text("tfr-hint", "");
+  for (const id of ["stop", "save", "tfr"]) set_busy(id, false);
+  for (const id of ["export-line", "tfr-line"]) tell(id, "");
+  for (const id of ["export-list", "tfr-area"]) $(id).replaceChildren();
+  $("results").hidden = true;
 }
 
-function element(tag, text, class_name = "") {
-  const made = document.createElement(tag);
-  made.textContent = text;
-  made.className = class_name;
-  return made;
+// The results lie below the traces; whoever asked for them should see them.
+function show_result(line, text, failed) {
+  $("results").hidden = false;
+  tell(line, text, failed);
+  $("results").scrollIntoView({ block: "nearest" });
 }
 
-function show_export(...children) {
-  by_id("export-area").replaceChildren(...children);
-}
-
-async function save_session() {
+// Starts a job and gives its last status; nothing once the session is over.
+async function run_job(path, busy_word) {
   const session = session_number;
-  by_id("save").disabled = true;
-  show_export(element("p", "Exporting — saving raw data, computing the TFR and writing the " +
-    "PDF + CSV (up to ~1 minute)…"));
-  const reply = await try_call("/export");
-  if (session !== session_number) return;
-  if (!reply.ok) {
-    await save_recording_only(reply, session);
-    return;
-  }
-  end_export_poll = poll("/export_status", JOB_POLL_MS, (status) => {
-    if (status.status === "exporting") return false;
-    by_id("save").disabled = false;
-    show_export(...export_outcome(status));
-    return true;
+  const reply = await try_call(path);
+  return new Promise((give) => {
+    if (session !== session_number) return;
+    if (!reply.ok) give({ error: refusal_text(reply) });
+    else end_poll[path] = poll(path + "_status", JOB_POLL_MS, (job) => {
+      if (job.status === busy_word) return false;
+      give({ ...job, error: job.error || "no result" });
+      return true;
+    });
   });
 }
 
-// For a program that cannot export yet: the recording and its markers are saved all the same.
-async function save_recording_only(refused_export, session) {
-  const reply = await try_call("/save");
-  if (session !== session_number) return;
-  by_id("save").disabled = false;
-  show_export(
-    element("p", reply.ok ? "Saved as recordings/" + reply.file
-                          : refusal_text(reply, "Could not save.")),
-    element("p", refusal_text(refused_export, ""), "note"));
-}
-
-function export_outcome(status) {
-  if (status.status !== "done" || !status.result) {
-    return [element("p", "Export failed: " + (status.error || "no result"))];
+async function save_session() {
+  set_busy("save", true);
+  $("export-list").replaceChildren();
+  show_result("export-line", "Exporting — saving raw data, computing the TFR and writing the " +
+    "PDF + CSV (up to ~1 minute)…");
+  const { status, result, error } = await run_job("/export", "exporting");
+  set_busy("save", false);
+  if (status !== "done" || !result) {
+    show_result("export-line", "Export failed: " + error, true);
+    return;
   }
-  const { folder, files = [], errors = [] } = status.result;
-  const list = element("ul", "");
-  list.append(...files.map((file) => element("li", file)));
-  const wrong = [errors].flat().filter(Boolean).map((text) => element("p", String(text), "note"));
-  return [element("p", "Exported to exports/" + folder), list, ...wrong];
+  const { folder, files = [], errors = [] } = result;
+  show_result("export-line", "Exported to exports/" + folder);
+  $("export-list").append(...[files, errors].flat().map((text) => make("li", text)));
 }
 
 async function compute_tfr() {
   const session = session_number;
-  by_id("tfr").disabled = true;
-  by_id("tfr-area").replaceChildren(element("p", "Computing the TFR…"));
-  const reply = await try_call("/tfr");
+  set_busy("tfr", true);
+  $("tfr-area").replaceChildren();
+  show_result("tfr-line", "Computing the TFR…");
+  let { status, error } = await run_job("/tfr", "computing");
+  let images = null;
+  if (status === "done") ({ images, error = "no answer" } = await try_call("/tfr_images"));
   if (session !== session_number) return;
-  if (!reply.ok) {
-    end_tfr(element("p", refusal_text(reply, "Could not compute TFR.")));
-    return;
-  }
-  end_tfr_poll = poll("/tfr_status", JOB_POLL_MS, (status) => {
-    if (status.status === "computing") return false;
-    if (status.status === "done") {
-      show_tfr_images(session);
-    } else {
-      end_tfr(element("p", "Could not compute TFR: " + (status.error || "no result")));
-    }
-    return true;
-  });
-}
-
-function end_tfr(...children) {
-  by_id("tfr").disabled = false;
-  by_id("tfr-area").replaceChildren(...children);
-}
-
-async function show_tfr_images(session) {
-  const reply = await try_call("/tfr_images");
-  if (session !== session_number) return;
-  if (!reply.images) {
-    end_tfr(element("p", "Could not compute TFR: no images"));
+  set_busy("tfr", false);
+  if (!images) {
+    if (!error.startsWith("Could not compute TFR")) error = "Could not compute TFR: " + error;
+    show_result("tfr-line", error, true);
     return;
   }
   tfr_computed = true;
-  set_text("tfr-hint", "");
-  end_tfr(...TFR_FIGURES.map(([title, key]) => tfr_figure(title, reply.images[key])));
+  $("tfr-area").append(...TFR_FIGURES.map(([title, key]) => tfr_figure(title, images[key])));
+  show_result("tfr-line", "");
 }
 
 function tfr_figure(title, data_url) {
-  const figure = element("figure", "");
-  const axis = element("div", "", "axis");
-  axis.append(element("span", "Frequency (Hz)", "axis-title"));
-  const ticks = element("span", "", "ticks");
-  ticks.append(...TFR_TICKS.map((tick) => element("span", tick)));
-  const image = element("img", "");
+  const figure = make("figure");
+  const axis = make("div", "", "axis");
+  const ticks = make("span", "", "ticks");
+  const image = make("img");
+  ticks.append(...["0.18", "0.10", "0.02"].map((tick) => make("span", tick)));
   image.src = data_url;
-  image.alt = title;
-  axis.append(ticks, image);
-  figure.append(element("figcaption", title), axis);
+  image.alt = "Time-frequency picture";
+  axis.append(make("span", "Frequency (Hz)", "axis-title"), ticks, image);
+  figure.append(make("figcaption", title), axis);
   return figure;
-}
-
-// Once the run is over, the pictures of the whole session are worth having.
-function update_tfr_hint(snapshot) {
-  const invite = !snapshot.running && !tfr_computed && snapshot.cycles_done >= 1;
-  set_text("tfr-hint", invite
-    ? "Compute the TFR to see the rhythm of the whole session, or press Save to keep it." : "");
 }

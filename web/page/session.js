@@ -1,9 +1,19 @@
-"use strict";
-// The Session view: one snapshot in, the whole view out; and the keys and buttons of a run.
+// The Session view: snapshots in, the view out; and the keys and buttons of a run.
+
+const STILL_LIMIT_S = 2;
+const SUMMARY_MS = 10000;
+const STRAP_ADVICE = "Wet the electrodes, come closer, or Stop and start again.";
 
 let stream = null;
 let last_snapshot = null;
+let paint_request = 0;
 let dragging = false;
+let stop_failed = false;
+// Markers that the program has not yet confirmed, shown at once all the same.
+let pending_marks = [];
+// The elapsed time of the run, and when it last changed.
+let moved = {};
+let summary_at = 0;
 
 function enter_session() {
   leave_session();
@@ -11,121 +21,188 @@ function enter_session() {
   reset_coupling();
   show_view("session");
   set_status_word("Recording");
-  stream = open_stream(render, () => set_text("tfr-hint",
-    "The program does not answer. Is it still running?"));
+  $("session-title").focus();
+  open_stream();
 }
 
 function leave_session() {
-  if (stream) stream.close();
-  stream = null;
-  last_snapshot = null;
-  dragging = false;
+  stream?.close();
+  stream = last_snapshot = null;
+  dragging = stop_failed = false;
+  pending_marks = [];
+  summary_at = -Infinity;
+  keep_awake(false);
+}
+
+// The browser opens a broken stream again by itself, unless it got a wrong answer.
+function open_stream() {
+  const opened = stream = new EventSource("/stream");
+  opened.onmessage = ({ data }) => {
+    let snapshot;
+    try {
+      snapshot = parse_reply(data);
+    } catch {
+      return;  // Cut short on the way: the next one is only 50 ms away.
+    }
+    on_snapshot(snapshot);
+  };
+  opened.onopen = () => show_trouble();
+  opened.onerror = () => {
+    show_trouble("lost", LOST);
+    if (opened.readyState !== EventSource.CLOSED) return;
+    setTimeout(() => opened === stream && open_stream(), LOST_RETRY_MS);
+  };
+}
+
+function on_snapshot(snapshot) {
+  last_snapshot = snapshot;
+  pending_marks = pending_marks.filter((mark) => !mark.answered);
+  follow_countdown(snapshot);
+  follow_reward(snapshot, performance.now() / 1000);
+  watch_strap(snapshot, performance.now() / 1000);
+  keep_awake(snapshot.running);
+  // A hidden page gets no frames, so it draws nothing.
+  paint_request ||= requestAnimationFrame(paint);
+}
+
+// A strap that has come off sends nothing, and the old numbers would pass for new ones.
+function watch_strap({ mode, running, elapsed }, now_s) {
+  if (mode !== "live" || !running || elapsed !== moved.elapsed) moved = { elapsed, at: now_s };
+  const still_s = now_s - moved.at;
+  if (still_s <= STILL_LIMIT_S) show_trouble();
+  else show_trouble("stalled", STRAP_ADVICE, `No data from the strap for ${still_s | 0} s`);
+}
+
+function paint() {
+  paint_request = 0;
+  if (!last_snapshot) return;
+  render(last_snapshot);
+  for (const chart of charts) {
+    fit_chart(chart);
+    chart.draw(chart, last_snapshot);
+  }
 }
 
 function render(snapshot) {
-  last_snapshot = snapshot;
-  set_text("version", snapshot.app_version);
-  set_status_word(snapshot.running ? "Recording" : "Stopped");
-  by_id("stop").disabled = !snapshot.running;
   render_titles(snapshot);
   render_numbers(snapshot);
   render_position(snapshot);
-  render_markers(snapshot.markers);
-  update_countdown(snapshot);
-  update_reward(snapshot, performance.now() / 1000);
-  update_tfr_hint(snapshot);
-  draw_charts(snapshot);
-}
-
-function render_last() {
-  if (last_snapshot) draw_charts(last_snapshot);
-}
-
-function draw_charts(snapshot) {
-  draw_ecg(by_id("ecg-canvas"), snapshot.ecg);
-  draw_trend(by_id("trend-canvas"), snapshot);
+  set_text("markers-line", "Markers: " +
+    shown_markers(snapshot).map(({ k, t }) => `${k} at ${t.toFixed(1)} s`).join(", "));
+  draw_pacer(snapshot);
+  if (performance.now() - summary_at >= SUMMARY_MS) render_summaries(snapshot);
 }
 
 function render_titles(snapshot) {
-  const live = snapshot.mode === "live";
+  const { mode, running, name_id, indur, outdur, cycle_seconds } = snapshot;
+  const live = mode === "live";
+  set_text("version", snapshot.app_version);
+  set_status_word(running ? "Recording" : "Stopped");
+  $("stop").disabled = !running || is_busy("stop");
   set_text("session-title", (live ? "Live recording" : "Playback") +
-    (snapshot.name_id ? " · " + snapshot.name_id : ""));
-  set_text("meta-line", [
-    (snapshot.sex === "F" ? "Female" : "Male") + ", " + snapshot.age,
-    "In " + snapshot.indur + " s, out " + snapshot.outdur + " s",
-    "Cycle " + snapshot.cycle_seconds + " s",
-    "Expected " + snapshot.expected_freq + " Hz"].join(" · "));
+    (name_id && " · " + name_id));
+  set_text("meta-line", `${snapshot.sex === "F" ? "Female" : "Male"}, ${snapshot.age} · ` +
+    `In ${indur} s, out ${outdur} s · Cycle ${cycle_seconds} s · ` +
+    `Expected ${snapshot.expected_freq} Hz`);
   set_text("source-label", snapshot.source_label);
   set_text("bluetooth-line", live ? " · Bluetooth: " + snapshot.bt_status : "");
+  // Once the run is over, the pictures of the whole of it are worth having.
+  set_text("tfr-hint", stop_failed ? "Could not stop: no answer"
+    : running || tfr_computed || snapshot.cycles_done < 1 ? ""
+    : "Compute the TFR of this run, or press Save to keep it.");
 }
 
+// Two decimals with a sign, "–" for no value; what rounds to zero is shown as the positive zero.
 function signed(value) {
-  return (value >= 0 ? "+" : "") + value.toFixed(2);
+  if (value === null) return "–";
+  const text = Math.abs(value).toFixed(2);
+  return (value < 0 && text !== "0.00" ? "−" : "+") + text;
 }
 
-function render_numbers(snapshot) {
-  const { hr, tvn } = snapshot;
-  set_text("hr-value", hr === null ? "–" : hr.toFixed(0));
-  set_text("tvn-value", tvn === null ? "–" : signed(tvn));
-  by_id("tvn-value").classList.toggle("positive", tvn > 0);
-  by_id("gauge-knob").style.left = ((tvn === null ? 0 : tvn) + 1) / 2 * 100 + "%";
-  const done = snapshot.cycles_done === null ? "–" : snapshot.cycles_done.toFixed(1);
-  set_text("cycles", done + " / " + snapshot.cycles_target);
-  set_text("elapsed", Math.floor(snapshot.elapsed) + " s");
+function render_numbers({ hr, tvn, cycles_done, cycles_target, elapsed }) {
+  set_text("hr-value", hr?.toFixed(0) ?? "–");
+  set_text("tvn-value", signed(tvn));
+  $("tvn-value").classList.toggle("positive", tvn > 0);
+  const gauge = $("gauge");
+  gauge.ariaValueNow = tvn ?? 0;
+  gauge.ariaValueText = signed(tvn);
+  $("gauge-knob").style.transform = `translateX(${(tvn + 1) * 50}%)`;
+  $("gauge-fill").style.transform = `scaleX(${tvn ?? 0})`;
+  set_text("cycles", `${cycles_done?.toFixed(1) ?? "–"} / ${cycles_target}`);
+  set_text("elapsed", elapsed.toFixed(1) + " s");
 }
 
-function render_position(snapshot) {
-  const slider = by_id("position");
-  const playback = snapshot.mode === "replay";
+function render_position({ mode, frac, elapsed, total }) {
+  const slider = $("position");
+  const playback = mode === "replay";
   slider.disabled = !playback;
-  if (!dragging) slider.value = Math.round(snapshot.frac * 1000);
+  if (!dragging) slider.value = Math.round(frac * 1000);
   slider.style.setProperty("--done", slider.value / 10 + "%");
-  const elapsed = Math.floor(snapshot.elapsed) + " s";
-  set_text("position-elapsed", elapsed);
-  slider.setAttribute("aria-valuetext", elapsed + " of " + snapshot.total + " s");
-  set_text("position-total", snapshot.total +
-    (playback ? " s total · drag to jump" : " s target"));
+  slider.ariaValueText = elapsed.toFixed(1) + " s";
+  set_text("position-elapsed", slider.ariaValueText);
+  set_text("position-total", total + (playback ? " s total · drag to jump" : " s target"));
 }
 
-function render_markers(markers) {
-  set_text("markers-line", "Markers: " +
-    markers.map(({ k, t }) => k + " at " + t.toFixed(1) + " s").join(", "));
+// For screen readers, rarely: nobody follows a picture told twenty times a second.
+function render_summaries({ hr, tvn, hr_series }) {
+  summary_at = performance.now();
+  const { low, high } = extent(hr_series.map(({ y }) => y));
+  const now = `Heart rate ${hr?.toFixed(0) ?? "–"} bpm`;
+  $("ecg-canvas").ariaLabel = "ECG of the last 6 s. " + now;
+  $("trend-canvas").ariaLabel = `${now}, TVN ${signed(tvn)}` + (low > high ? ""
+    : `, heart rate so far ${low.toFixed(0)} to ${high.toFixed(0)} bpm`);
 }
 
-// While the slider is held, snapshots leave it alone. A release without a change event (the
-// knob was brought back to where it was) counts too.
-function wire_position_slider(slider) {
-  const release = async () => {
-    await send_and_forget("/seek?frac=" + slider.value / 1000);
+const shown_markers = ({ markers }) => [...markers, ...pending_marks];
+
+async function mark_by_key({ key, repeat, ctrlKey, altKey, metaKey }) {
+  if (!/^[1-9]$/.test(key) || repeat || ctrlKey || altKey || metaKey) return;
+  if (!last_snapshot?.running || document.activeElement.matches("input, textarea, select")) return;
+  const mark = { t: last_snapshot.elapsed, k: key };
+  pending_marks.push(mark);
+  paint();
+  await try_call("/mark?key=" + key);
+  mark.answered = true;
+}
+
+// While the slider is held, snapshots leave it alone. Let go (a key: when it comes up), it gives
+// the focus back, or the marker keys would go to it.
+function wire_slider() {
+  const slider = $("position");
+  let key_down = false;
+  const let_go = () => {
+    slider.blur();
     dragging = false;
   };
-  slider.addEventListener("input", () => { dragging = true; });
-  slider.addEventListener("change", release);
-  slider.addEventListener("pointerup", () => {
-    // Otherwise the marker keys would go to the slider from now on.
-    slider.blur();
-    setTimeout(() => { dragging = false; }, 200);
+  on("input", "position", () => { dragging = true; });
+  on("change", "position", async () => {
+    await try_call("/seek?frac=" + slider.value / 1000);
+    if (!key_down) let_go();
   });
+  on("keydown", "position", () => { key_down = true; });
+  on("keyup", "position", () => {
+    key_down = false;
+    if (dragging) let_go();
+  });
+  // A knob brought back to where it was taken gives no change.
+  on("pointerup", "position", () => setTimeout(let_go, 200));
 }
 
-function mark_by_key(event) {
-  if (!/^[1-9]$/.test(event.key) || event.repeat) return;
-  if (event.ctrlKey || event.altKey || event.metaKey) return;
-  if (!last_snapshot || !last_snapshot.running) return;
-  if (document.activeElement?.matches("input, textarea, select")) return;
-  send_and_forget("/mark?key=" + event.key);
-}
-
-function stop_run() {
-  send_and_forget("/stop");
+async function stop_run() {
+  const run = stream;
+  set_busy("stop", true);
+  const { ok } = await try_call("/stop");
+  if (run !== stream) return;
+  set_busy("stop", false);
+  stop_failed = !ok;
 }
 
 // The stop is awaited: it must not reach the program after the start of a next session.
 async function new_session() {
-  by_id("new-session").disabled = true;
   leave_session();
   clear_results();
-  await send_and_forget("/stop");
-  by_id("new-session").disabled = false;
+  set_busy("new-session", true);
+  await try_call("/stop");
+  set_busy("new-session", false);
   enter_setup();
 }

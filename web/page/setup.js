@@ -1,8 +1,29 @@
-"use strict";
 // The Setup view: who breathes how, and which source to start.
+
+const LOST = "Connection to Talvern Live lost. Is its window still open?";
+const LOST_RETRY_MS = 2000;
 
 let source = "live";
 let speed = 2;
+
+// The word in the header: "Setup", "Recording" or "Stopped".
+function set_status_word(word) {
+  set_text("status-word", word);
+  document.body.dataset.status = word;
+}
+
+function show_view(view) {
+  for (const id of ["setup", "session"]) $(id).hidden = id !== view;
+  scrollTo(0, 0);
+}
+
+// What is wrong, over whatever view is shown: kind is "lost", "stalled" or nothing.
+function show_trouble(kind = "", text = "", seconds = "") {
+  document.body.dataset.trouble = kind;
+  set_text("trouble-seconds", seconds);
+  set_text("trouble-text", text);
+  $("trouble").hidden = !kind;
+}
 
 function enter_setup() {
   show_view("setup");
@@ -11,143 +32,113 @@ function enter_setup() {
   check_bluetooth();
 }
 
-function parse_seconds(text) {
-  const value = Number.parseFloat(text.replace(",", "."));
-  return Number.isFinite(value) ? value : 0;
-}
+const parse_seconds = (text) => Number.parseFloat(text.replace(",", ".")) || 0;
 
 function show_cycle() {
-  const in_seconds = parse_seconds(by_id("indur").value);
-  const out_seconds = parse_seconds(by_id("outdur").value);
-  const cycle = Math.round((in_seconds + out_seconds) * 100) / 100;
-  const frequency = cycle === 0 ? "0" : (1 / cycle).toFixed(4);
-  set_text("cycle-line", "Cycle " + cycle + " s · " + frequency + " Hz");
-  for (const preset of document.querySelectorAll(".presets button")) {
-    const chosen = Number(preset.dataset.in) === in_seconds &&
-      Number(preset.dataset.out) === out_seconds;
-    preset.setAttribute("aria-pressed", String(chosen));
+  const [inhale, exhale] = ["indur", "outdur"].map((id) => parse_seconds($(id).value));
+  const cycle = Math.round((inhale + exhale) * 100) / 100;
+  set_text("cycle-line", `Cycle ${cycle} s · ${cycle ? (1 / cycle).toFixed(4) : 0} Hz`);
+  for (const preset of $("presets").children) {
+    preset.ariaPressed = preset.dataset.in == inhale && preset.dataset.out == exhale;
   }
 }
 
-function choose_preset(preset) {
-  by_id("indur").value = preset.dataset.in;
-  by_id("outdur").value = preset.dataset.out;
+function choose_preset({ dataset }) {
+  $("indur").value = dataset.in;
+  $("outdur").value = dataset.out;
   show_cycle();
 }
 
 function choose_source(value) {
   source = value;
-  by_id("live-source").hidden = source !== "live";
-  by_id("replay-source").hidden = source !== "replay";
-  set_text("start-hint", "");
+  $("live-source").hidden = source !== "live";
+  $("replay-source").hidden = source !== "replay";
+  tell("start-hint", "");
 }
 
 function choose_speed(value) {
   speed = value;
-  for (const button of document.querySelectorAll(".speeds button")) {
-    button.setAttribute("aria-pressed", String(Number(button.dataset.speed) === speed));
-  }
-}
-
-// A number outside its field's limits would be replaced by the program without a word, so the
-// field shows the nearest allowed one at once.
-function keep_in_range(field) {
-  const value = Number.parseFloat(field.value);
-  const kept = Number.isFinite(value)
-    ? Math.min(Math.max(value, Number(field.min)), Number(field.max))
-    : Number(field.defaultValue);
-  if (kept !== value) field.value = kept;
+  for (const button of $("speeds").children) button.ariaPressed = button.value == speed;
 }
 
 async function load_recordings() {
-  const reply = await try_call("/recordings");
-  const list = by_id("recording");
-  const chosen = list.selectedOptions[0];
-  const was = chosen && { dir: chosen.dataset.dir, file: chosen.value };
-  list.replaceChildren(
-    ...recording_group("Saved recordings", "saved", reply.saved || [], was),
-    ...recording_group("Bundled samples", "samples", reply.samples || [], was));
+  const { saved = [], samples } = await try_call("/recordings");
+  if ($("setup").hidden) return;
+  if (!samples) {
+    show_trouble("lost", LOST);
+    setTimeout(load_recordings, LOST_RETRY_MS);
+    return;
+  }
+  show_trouble();
+  $("recording").replaceChildren(new Option("Select a recording", ""),
+    recording_group("Saved recordings", "saved", saved),
+    recording_group("Bundled samples", "samples", samples));
 }
 
-function recording_group(label, dir, files, was) {
-  if (files.length === 0) return [];
-  const group = document.createElement("optgroup");
+function recording_group(label, dir, files) {
+  const group = make("optgroup");
   group.label = label;
   for (const file of files) {
     const option = new Option(file, file);
     option.dataset.dir = dir;
-    option.selected = Boolean(was) && was.dir === dir && was.file === file;
     group.append(option);
   }
-  return [group];
+  return group;
 }
 
 async function check_bluetooth() {
-  const reply = await try_call("/bt_available");
-  const missing = reply.available === false;
-  by_id("scan").disabled = missing;
-  by_id("bluetooth-note").hidden = !missing;
+  const missing = (await try_call("/bt_available")).available === false;
+  $("scan").disabled = missing || is_busy("scan");
+  $("bluetooth-note").hidden = !missing;
 }
 
 async function scan_for_devices() {
-  const button = by_id("scan");
-  button.disabled = true;
-  set_text("scan-line", "Scanning for Bluetooth devices (~10 s)…");
+  set_busy("scan", true);
+  tell("scan-line", "Scanning for Bluetooth devices (~10 s)…");
   const reply = await try_call("/scan");
-  button.disabled = false;
-  if (reply.success) {
-    show_devices(reply.devices);
-  } else {
-    set_text("scan-line", refusal_text(reply, "The scan failed."));
-  }
+  set_busy("scan", false);
+  if (reply.success) show_devices(reply.devices);
+  else tell("scan-line", refusal_text(reply, "Scan failed: no answer"), true);
 }
 
 function show_devices(devices) {
-  const is_polar = (device) => device.name.toLowerCase().includes("polar");
-  const polar_first = [...devices.filter(is_polar), ...devices.filter((d) => !is_polar(d))];
-  const options = polar_first.map((device) => {
-    const option = new Option((device.name || "(unknown)") + "  —  " + device.address,
-                              device.address);
-    option.dataset.name = device.name;
+  const is_other = ({ name }) => !/polar/i.test(name);
+  devices.sort((a, b) => is_other(a) - is_other(b));
+  const options = devices.map(({ name, address }) => {
+    // Two ordinary blanks would be shown as one.
+    const option = new Option(`${name || "(unknown)"}\xa0\xa0—\xa0\xa0${address}`, address);
+    option.dataset.name = name;
     return option;
   });
-  if (options.length === 0) {
-    const none = new Option("none found", "");
-    none.disabled = true;
-    options.push(none);
-  }
-  by_id("device").replaceChildren(...options);
-  set_text("scan-line", devices.length === 0
-    ? "Put the strap on, moisten its electrodes and scan again."
-    : "Found " + devices.length + " device(s). Select your Polar H10.");
+  const count = devices.length;
+  $("device").replaceChildren(new Option(count ? "Select a device" : "none found", ""),
+                                  ...options);
+  tell("scan-line", count ? `Found ${count} device(s). Select your Polar H10.`
+    : "No devices found. Wear the strap, wet its electrodes and scan again.");
 }
 
-// The call that starts the chosen source, or a hint when nothing is chosen yet.
+// The call that starts the chosen source; nothing when none is chosen yet.
 function start_request() {
-  const list = by_id(source === "live" ? "device" : "recording");
-  const chosen = list.selectedOptions[0];
-  if (!chosen || chosen.value === "") {
-    return { hint: source === "live" ? "Scan and select your Polar H10 first."
-                                     : "Pick or import a recording." };
-  }
+  const [chosen] = $(source === "live" ? "device" : "recording").selectedOptions;
+  if (!chosen?.value) return "";
   const value = encodeURIComponent(chosen.value);
-  return { path: (source === "live"
-    ? "/start_live?address=" + value + "&device=" + encodeURIComponent(chosen.dataset.name)
-    : "/start_replay?dir=" + chosen.dataset.dir + "&file=" + value + "&speed=" + speed) +
-    start_parameters() };
+  return (source === "live"
+    ? `/start_live?address=${value}&device=${encodeURIComponent(chosen.dataset.name)}`
+    : `/start_replay?dir=${chosen.dataset.dir}&file=${value}&speed=${speed}`) + start_parameters();
 }
 
 async function start_recording() {
   wake_sound();
   const request = start_request();
-  set_text("start-hint", request.hint || "");
-  if (!request.path) return;
-  by_id("start").disabled = true;
-  const reply = await try_call(request.path);
-  by_id("start").disabled = false;
-  if (reply.ok) {
-    enter_session();
-  } else {
-    set_text("start-hint", refusal_text(reply, "Could not start."));
+  if (!request) {
+    tell("start-hint", source === "live" ? "Scan and select your Polar H10 first."
+      : "Pick or import a recording.", true);
+    return;
   }
+  tell("start-hint", "");
+  set_busy("start", true);
+  const reply = await try_call(request);
+  set_busy("start", false);
+  if (reply.ok) enter_session();
+  else tell("start-hint", refusal_text(reply, "Could not start."), true);
 }

@@ -1,38 +1,37 @@
-"use strict";
 // The three sounds: two beeps of the start countdown and the piano note of the reward.
 
 const BEEP_ATTACK_S = 0.01;
 const BEEP_PEAK = 0.25;
-// An exponential ramp cannot reach 0; this is 70 dB down, which nobody hears.
+// An exponential ramp cannot reach 0; this is 58 dB below the peak.
 const BEEP_SILENCE = 0.0003;
 
 let audio = null;
 let piano = null;
+let muted = false;
 
-// Browsers let a page sound only after the user has done something, so this is called from the
-// click that starts a session.
+// Called from the click that starts a session: before one, browsers keep a page silent.
 function wake_sound() {
   try {
     audio = audio || new AudioContext();
-    if (audio.state === "suspended") audio.resume();
+    audio.resume().catch(() => {});
   } catch {
-    return;  // No sound device: the session works without.
+    return;  // No sound device.
   }
   if (piano === null) load_piano();
 }
 
-// The note is decoded once and played from memory, so that it sounds without delay.
+// Decoded once, so that the note sounds without delay.
 async function load_piano() {
   try {
-    const response = await fetch("/piano.wav");
-    piano = await audio.decodeAudioData(await response.arrayBuffer());
+    const file = await fetch("/piano.wav");
+    piano = await audio.decodeAudioData(await file.arrayBuffer());
   } catch {
     piano = null;
   }
 }
 
 function play_piano() {
-  if (audio === null || piano === null) return;
+  if (muted || audio === null || piano === null) return;
   const note = audio.createBufferSource();
   note.buffer = piano;
   note.connect(audio.destination);
@@ -40,7 +39,7 @@ function play_piano() {
 }
 
 function beep(frequency_hz, seconds) {
-  if (audio === null) return;
+  if (muted || audio === null) return;
   const from = audio.currentTime;
   const tone = audio.createOscillator();
   const level = audio.createGain();

@@ -1,0 +1,50 @@
+// The screen stays on, nothing unsaved is closed by mistake, the sound can be switched off, and a
+// quiet picture of the breath on.
+
+let awake = false;
+let wake_lock = null;
+
+// The browser takes the lock away with the page; it is asked for again when the page returns.
+async function lock_screen() {
+  try {
+    if (awake && !document.hidden) wake_lock = await navigator.wakeLock.request("screen");
+    if (!awake) wake_lock?.release();
+  } catch {
+    // Not offered, or the battery is low.
+  }
+}
+
+function keep_awake(running) {
+  if (running === awake) return;
+  awake = running;
+  lock_screen();
+}
+
+// A recording can be replayed again; a live run is gone if it was not saved.
+function ask_before_closing(event) {
+  const { mode, elapsed, saved_as } = last_snapshot || {};
+  if (mode === "live" && elapsed > 0 && !saved_as) event.preventDefault();
+}
+
+// Turns a switch over and returns whether it is now on.
+function flip(id) {
+  const on = $(id).ariaChecked !== "true";
+  $(id).ariaChecked = on;
+  return on;
+}
+
+function wire_comfort() {
+  on("click", "sound", () => { muted = !flip("sound"); });
+  on("click", "pacer-switch", () => { $("pacer").hidden = !flip("pacer-switch"); });
+  document.addEventListener("visibilitychange", lock_screen);
+  window.addEventListener("beforeunload", ask_before_closing);
+}
+
+// The disc grows with the in-breath and shrinks with the out-breath.
+function draw_pacer({ elapsed, indur, outdur }) {
+  const at = elapsed % (indur + outdur);
+  const inhale = at < indur;
+  const share = inhale ? at / indur : 1 - (at - indur) / outdur;
+  $("pacer-disc").style.transform = `scale(${0.25 + 0.75 * share})`;
+  set_text("pacer-word", inhale ? "Breathe in" : "Breathe out");
+}

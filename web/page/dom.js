@@ -1,0 +1,33 @@
+"use strict";
+// Small helpers for the document. Every text from the program or a file is set as text, never as
+// markup, and only when it changed: most snapshots change little.
+
+const $ = (id) => document.getElementById(id);
+
+function set_text(id, text) {
+  const element = $(id);
+  if (element.textContent !== text) element.textContent = text;
+}
+
+// A line about a call: waiting, done, or failed, which a screen reader says at once.
+function tell(id, text, failed = false) {
+  $(id).role = failed ? "alert" : null;
+  set_text(id, text);
+}
+
+function make(tag, text = "", class_name = "") {
+  const made = document.createElement(tag);
+  made.textContent = text;
+  made.className = class_name;
+  return made;
+}
+
+function on(event, id, action) {
+  $(id).addEventListener(event, action);
+}
+
+function set_busy(id, busy) {
+  $(id).disabled = $(id).ariaBusy = busy;
+}
+
+const is_busy = (id) => $(id).ariaBusy === "true";
