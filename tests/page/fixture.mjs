@@ -16,6 +16,8 @@ export function share_browser() {
   after(() => browser?.close());
 }
 
+export const shared_browser = () => browser;
+
 // A test on a page that has finished entering Setup. prepare(server) may change the script
 // before the page is opened.
 export function with_page(run, prepare = () => {}, options = {}) {

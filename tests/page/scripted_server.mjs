@@ -38,7 +38,9 @@ export function snapshot(changes = {}) {
 //   requests         every request for a JSON route, in order: { path, url, query, method, body }
 //   push(snapshot)   sends an event to every open stream; a text is sent as it is
 //   streams()        how many streams are open
-//   close()
+//   refuse_streams   true: a stream is answered with status 503
+//   close()          ends it and cuts every connection
+//   reopen()         serves again at the same address
 export async function start_scripted_server(page_file) {
   const streams = new Set();
   const server = { replies: { ...IDLE_REPLIES }, status: {}, requests: [], unknown: [] };
@@ -46,7 +48,8 @@ export async function start_scripted_server(page_file) {
     const url = new URL(request.url, "http://127.0.0.1");
     if (send_file(url.pathname, response, page_file)) return;
     if (url.pathname === "/stream") {
-      open_stream(response, streams);
+      if (server.refuse_streams) response.writeHead(503).end();
+      else open_stream(response, streams);
       return;
     }
     const chunks = [];
@@ -57,7 +60,9 @@ export async function start_scripted_server(page_file) {
     send_reply(server, record, response);
   });
   await new Promise((listening) => http.listen(0, "127.0.0.1", listening));
-  server.address = `http://127.0.0.1:${http.address().port}/`;
+  const { port } = http.address();
+  server.address = `http://127.0.0.1:${port}/`;
+  server.reopen = () => new Promise((listening) => http.listen(port, "127.0.0.1", listening));
   server.streams = () => streams.size;
   server.push = (event) => {
     const text = typeof event === "string" ? event : JSON.stringify(event);
@@ -72,7 +77,8 @@ export async function start_scripted_server(page_file) {
 
 function open_stream(response, streams) {
   response.writeHead(200, { "Content-Type": "text/event-stream", "Cache-Control": "no-cache" });
-  response.flushHeaders();
+  // A browser waits 3 s before it asks again; tests need not.
+  response.write("retry: 100\n\n");
   streams.add(response);
   response.on("close", () => streams.delete(response));
 }

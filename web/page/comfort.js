@@ -8,7 +8,7 @@ let wake_lock = null;
 async function lock_screen() {
   try {
     if (awake && !document.hidden) wake_lock = await navigator.wakeLock.request("screen");
-    if (!awake) wake_lock?.release();
+    if (!awake) wake_lock = wake_lock?.release() && null;
   } catch {
     // Not offered, or the battery is low.
   }

@@ -58,7 +58,9 @@ function choose_source(value) {
 
 function choose_speed(value) {
   speed = value;
-  for (const button of $("speeds").children) button.ariaPressed = button.value == speed;
+  for (const button of $("speeds").querySelectorAll("button")) {
+    button.ariaPressed = button.value == speed;
+  }
 }
 
 async function load_recordings() {

@@ -1,0 +1,158 @@
+// What the page shows when something is wrong, and while it waits.
+
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import { eventually, text_becomes } from "./browser.mjs";
+import { button, in_session, requests_for, share_browser, show, start_replay, with_page }
+  from "./fixture.mjs";
+
+share_browser();
+
+const LOST = "Connection to Talvern Live lost. Is its window still open?";
+const banner = (page) => page.locator("#trouble");
+
+test("a lost stream dims the last picture until it is back", in_session(async (page, server) => {
+  await show(page, server, { hr: 71.6, tvn: 0.5 });
+  const looks = () => page.evaluate(() => [
+    getComputedStyle(document.getElementById("hr-value")).color,
+    getComputedStyle(document.getElementById("ecg-canvas")).opacity]);
+  const usual = await looks();
+  assert.ok(await banner(page).isHidden());
+  await server.close();
+  await text_becomes(banner(page), LOST);
+  assert.equal(await banner(page).getAttribute("role"), "alert");
+  assert.deepEqual(await looks(), ["rgb(91, 100, 114)", "0.35"]);
+  assert.equal(await page.locator("#hr-value").textContent(), "72");
+  await server.reopen();
+  await eventually(async () => assert.ok(await banner(page).isHidden()), 8000);
+  assert.deepEqual(await looks(), usual);
+  await show(page, server, { hr: 80 });
+  assert.equal(await page.locator("#hr-value").textContent(), "80");
+}));
+
+test("a stream that is answered wrongly is opened again", with_page(async (page, server) => {
+  server.refuse_streams = true;
+  await page.getByLabel("Open a recording").check();
+  await page.getByLabel("Recording", { exact: true }).selectOption("Sample 1.txt");
+  await button(page, "Start recording").click();
+  await text_becomes(banner(page), LOST);
+  server.refuse_streams = false;
+  await eventually(() => assert.equal(server.streams(), 1));
+  await show(page, server, { hr: 64 });
+  assert.ok(await banner(page).isHidden());
+}));
+
+test("Setup without the program says so and fills its lists when it is back",
+  in_session(async (page, server) => {
+    await server.close();
+    await button(page, "New session").click();
+    await text_becomes(banner(page), LOST);
+    await server.reopen();
+    await eventually(async () => assert.ok(await banner(page).isHidden()));
+    assert.equal(await page.locator("#recording option").count(), 3);
+    await start_replay(page, server);
+  }));
+
+test("a live run whose time stands still says so, and what to do",
+  in_session(async (page, server) => {
+    const live = (elapsed, changes) => show(page, server,
+      { mode: "live", elapsed, total: 256, hr: 60, ...changes });
+    await live(20);
+    await page.waitForTimeout(1500);
+    await live(20);
+    assert.ok(await banner(page).isHidden());
+    await page.waitForTimeout(700);
+    await live(20);
+    await text_becomes(banner(page), /^No data from the strap for 2 s\s+Wet the electrodes, /);
+    const colour = () => page.locator("#hr-value").evaluate((e) => getComputedStyle(e).color);
+    assert.equal(await colour(), "rgb(91, 100, 114)");
+    await page.waitForTimeout(900);
+    await live(20);
+    await text_becomes(page.locator("#trouble-seconds"), "No data from the strap for 3 s");
+    await live(20.6);
+    assert.ok(await banner(page).isHidden());
+    assert.equal(await colour(), "rgb(181, 71, 8)");
+    for (const quiet of [{ running: false }, { mode: "replay" }]) {
+      await live(30, quiet);
+      await page.waitForTimeout(2200);
+      await live(30, quiet);
+      assert.ok(await banner(page).isHidden());
+    }
+  }));
+
+test("help for a strap that is not listed", with_page(async (page) => {
+  await page.getByText("Why is my strap not listed?").click();
+  assert.ok(await page.getByText("close phone apps that hold it").isVisible());
+}));
+
+// Holds the reply of a path back. The result releases it with the given reply.
+function hold(server, path) {
+  let release;
+  const reply = new Promise((give) => { release = give; });
+  server.replies[path] = () => reply;
+  return release;
+}
+
+async function waits(page, name) {
+  await eventually(async () => assert.equal(
+    await button(page, name).getAttribute("aria-busy"), "true"));
+  assert.ok(await button(page, name).isDisabled());
+}
+
+async function is_back(page, name) {
+  await eventually(async () => assert.ok(await button(page, name).isEnabled(), name));
+  assert.equal(await button(page, name).getAttribute("aria-busy"), "false");
+}
+
+test("a waiting button is disabled and busy, and comes back when the call fails",
+  with_page(async (page, server) => {
+    let release = hold(server, "/scan");
+    await button(page, "Scan for devices").click();
+    await text_becomes(page.locator("#scan-line"), "Scanning for Bluetooth devices (~10 s)…");
+    await waits(page, "Scan for devices");
+    release(null);
+    await is_back(page, "Scan for devices");
+    await text_becomes(page.locator("#scan-line"), "Scan failed: no answer");
+    await page.getByLabel("Open a recording").check();
+    await page.getByLabel("Recording", { exact: true }).selectOption("Sample 1.txt");
+    release = hold(server, "/start_replay");
+    await button(page, "Start recording").click();
+    await waits(page, "Start recording");
+    release(null);
+    await is_back(page, "Start recording");
+    await text_becomes(page.locator("#start-hint"), "Could not start.");
+  }, (server) => { server.replies["/bt_available"] = { available: true }; }));
+
+test("so do the buttons of a session", in_session(async (page, server) => {
+  await show(page, server);
+  for (const [name, path] of [["Save", "/export"], ["Compute TFR", "/tfr"], ["Stop", "/stop"]]) {
+    const release = hold(server, path);
+    await button(page, name).click();
+    await waits(page, name);
+    await show(page, server, { hr: 60 });
+    await waits(page, name);
+    release(null);
+    await is_back(page, name);
+  }
+  await show(page, server);
+  await text_becomes(page.locator("#tfr-hint"), "Could not stop: no answer");
+  const release = hold(server, "/stop");
+  await button(page, "New session").click();
+  await waits(page, "New session");
+  release({ ok: true });
+  await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
+}));
+
+test("a scan goes on while Setup is entered again", with_page(async (page, server) => {
+  const release = hold(server, "/scan");
+  await button(page, "Scan for devices").click();
+  await waits(page, "Scan for devices");
+  await start_replay(page, server);
+  await button(page, "New session").click();
+  await eventually(() => assert.equal(requests_for(server, "/bt_available").length, 1));
+  await page.getByLabel("Live").check();
+  await page.waitForTimeout(100);
+  await waits(page, "Scan for devices");
+  release({ success: true, devices: [] });
+  await is_back(page, "Scan for devices");
+}, (server) => { server.replies["/bt_available"] = { available: true }; }));
