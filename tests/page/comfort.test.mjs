@@ -69,9 +69,9 @@ test("a covered window draws nothing, while beeps and reward go on",
       window.kept_frame = window.requestAnimationFrame;
       window.requestAnimationFrame = () => 1;
       const { stroke } = CanvasRenderingContext2D.prototype;
-      CanvasRenderingContext2D.prototype.stroke = function () {
+      CanvasRenderingContext2D.prototype.stroke = function (...path) {
         ++window.drawn;
-        stroke.call(this);
+        stroke.apply(this, path);
       };
     });
     for (const elapsed of [30, 31, 32, 50, 66]) {
@@ -147,8 +147,9 @@ test("closing asks for an unsaved live run only", in_session(async (page, server
 
 test("the pacer follows the breath, and moves nothing when it comes",
   in_session(async (page, server) => {
-    const places = () => page.evaluate(() => [...document.querySelectorAll("output, canvas, button")]
-      .map((element) => JSON.stringify(element.getBoundingClientRect())));
+    const places = () => page.evaluate(() =>
+      [...document.querySelectorAll("output, canvas, button")].map((element) =>
+        JSON.stringify(element.getBoundingClientRect())));
     const pacer = page.locator("#pacer");
     const size = () => page.evaluate(() =>
       Number(document.getElementById("pacer-disc").style.transform.match(/[\d.]+/)[0]));

@@ -16,7 +16,7 @@ test("the countdown counts, beeps twice and once higher, and hides",
     const sounds = () => page.evaluate(() => window.sounds);
     await show(page, server, { elapsed: 19.5 });
     await text_becomes(countdown, "TVN in 13");
-    assert.equal(await page.evaluate(() => document.getElementById("countdown-bar").value), 0.609375);
+    assert.equal(await text(page, "countdown-bar").evaluate((bar) => bar.value), 0.609375);
     for (const elapsed of [29, 30, 30.5, 31, 31.9]) await show(page, server, { elapsed });
     await text_becomes(countdown, "TVN in 1");
     assert.deepEqual(await sounds(), [660, 660]);

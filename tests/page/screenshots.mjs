@@ -45,7 +45,9 @@ async function take(state, form, file) {
 }
 
 if (words[0] === "readme") {
-  for (const [file, [state, form]] of Object.entries(README)) await take(state, form, file + ".png");
+  for (const [file, [state, form]] of Object.entries(README)) {
+    await take(state, form, file + ".png");
+  }
 } else {
   const names = Object.keys(STATES).filter((name) =>
     words.length === 0 || words.some((word) => name.includes(word)));

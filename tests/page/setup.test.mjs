@@ -127,7 +127,8 @@ test("a scan lists Polar devices first and a start names the device",
     await text_becomes(page.locator("#scan-line"), "Found 3 device(s). Select your Polar H10.");
     assert.deepEqual(await page.locator("#device option").allTextContents(),
                      ["Select a device", "POLAR H10 12\u00a0\u00a0—\u00a0\u00a0CC",
-                      "(unknown)\u00a0\u00a0—\u00a0\u00a0AA", "Watch\u00a0\u00a0—\u00a0\u00a0BB"]);
+                      "(unknown)\u00a0\u00a0—\u00a0\u00a0AA",
+                      "Watch\u00a0\u00a0—\u00a0\u00a0BB"]);
     await page.getByLabel("Device").selectOption("CC");
     await button(page, "Start recording").click();
     await eventually(() => assert.equal(requests_for(server, "/start_live").length, 1));

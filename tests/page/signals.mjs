@@ -35,16 +35,19 @@ export function ecg_until(t) {
   });
 }
 
+// As the program writes its numbers.
+const six_digits = (value) => Number(value.toPrecision(6));
+
 // A snapshot with everything that a run of that many seconds shows, with the given number of
 // chart points.
 export function session_at(elapsed, changes = {}, points = 600) {
-  const times = Array.from({ length: points }, (_, i) => elapsed * i / points);
+  const times = Array.from({ length: points }, (_, i) => six_digits(elapsed * i / points));
   const known = elapsed >= 2 * CYCLE_S;
   return snapshot({
     elapsed: Math.round(elapsed * 10) / 10, frac: elapsed / 257.2, cycles_done: elapsed / CYCLE_S,
     hr: elapsed > 4 ? heart_rate(elapsed) : null, tvn: known ? tvn_value(elapsed) : null,
-    ecg: ecg_until(elapsed), hr_series: times.map((x) => ({ x, y: heart_rate(x) })),
-    tvn_series: times.map((x) => ({ x, y: x < 2 * CYCLE_S ? null : tvn_value(x) })),
+    ecg: ecg_until(elapsed), hr_series: times.map((x) => ({ x, y: six_digits(heart_rate(x)) })),
+    tvn_series: times.map((x) => ({ x, y: x < 2 * CYCLE_S ? null : six_digits(tvn_value(x)) })),
     markers: [{ t: 24.6, k: 4 }, { t: 130.2, k: 7 }].filter(({ t }) => t < elapsed),
     name_id: "Anna", ...changes });
 }

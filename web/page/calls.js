@@ -1,7 +1,7 @@
 // Talking to the program: every reply is one JSON text, every refusal a JSON object with a text.
 
 // The program copies control bytes (a tab in a file name, say) into its JSON strings unescaped,
-// which JSON does not allow. It writes none between values, so escaping them all is right.
+// which JSON does not allow; it writes none elsewhere.
 function parse_reply(text) {
   return JSON.parse(text.replace(/[\0-\x1f]/g, (byte) =>
     "\\u" + byte.charCodeAt(0).toString(16).padStart(4, "0")));

@@ -1,11 +1,10 @@
-// Charts of two canvases: a fixed layer (grid, frame, labels), drawn only when it changes, under
-// the traces. Here: what charts share, and the ECG.
+// What the two charts share, and the ECG. What changes rarely is a layer of its own: the grid of
+// the ECG is the style sheet's, grid and labels of the trend are kept on a canvas not shown.
 
-const ECG_GRID_PX = 38;
 const ECG_HEADROOM = 0.12;
 
 const charts = [];
-// What the canvases take from the style sheet, until light and dark change.
+// What the canvases take from the style sheet.
 let theme = null;
 
 function current_theme() {
@@ -18,13 +17,10 @@ function current_theme() {
   return theme;
 }
 
-// A chart on the canvas of that id; draw(chart, snapshot) draws it.
 function make_chart(id, draw) {
   const canvas = $(id);
-  const below = make("canvas");
-  canvas.before(below);
-  const chart = { canvas, draw, fixed: below.getContext("2d"), traces: canvas.getContext("2d") };
-  charts.push(chart);
+  charts.push({ canvas, draw, traces: canvas.getContext("2d"),
+                fixed: make("canvas").getContext("2d") });
   new ResizeObserver(refresh_charts).observe(canvas);
 }
 
@@ -42,13 +38,12 @@ function watch_theme() {
   window.addEventListener("resize", refresh_charts);
 }
 
-// One element of the backing store per device pixel, whatever screen the window has moved to; the
-// contexts go on in CSS pixels.
+// One element of the backing store per device pixel of the present screen; contexts in CSS pixels.
 function fit_chart(chart) {
   const density = devicePixelRatio;
   if (chart.density === density) return;
   const { canvas, fixed, traces } = chart;
-  Object.assign(chart, { density, fixed_key: "", width: canvas.clientWidth,
+  Object.assign(chart, { density, fixed_key: "", traces_key: "", width: canvas.clientWidth,
                          height: canvas.clientHeight });
   for (const layer of [fixed, traces]) {
     layer.canvas.width = Math.round(chart.width * density);
@@ -56,16 +51,6 @@ function fit_chart(chart) {
     layer.setTransform(density, 0, 0, density, 0, 0);
     layer.lineJoin = "round";
   }
-}
-
-// Clears the traces, and the fixed layer if what it is to show (the key) is new: then true.
-function clear_chart(chart, key) {
-  const { fixed, traces, width, height, fixed_key } = chart;
-  traces.clearRect(0, 0, width, height);
-  if (key === fixed_key) return false;
-  fixed.clearRect(0, 0, width, height);
-  chart.fixed_key = key;
-  return true;
 }
 
 function stroke_line(ctx, x1, y1, x2, y2) {
@@ -76,14 +61,14 @@ function stroke_line(ctx, x1, y1, x2, y2) {
 }
 
 // One path through the points; a null y breaks it.
-function stroke_series(ctx, points, to_x, to_y) {
+function series_path(points, to_x, to_y) {
+  const path = new Path2D();
   let pen_down = false;
-  ctx.beginPath();
   for (const { x, y } of points) {
-    if (y !== null) ctx[pen_down ? "lineTo" : "moveTo"](to_x(x), to_y(y));
+    if (y !== null) path[pen_down ? "lineTo" : "moveTo"](to_x(x), to_y(y));
     pen_down = y !== null;
   }
-  ctx.stroke();
+  return path;
 }
 
 // The least and greatest of the values that are not null; without any, low > high.
@@ -104,18 +89,17 @@ function ecg_axis(ecg) {
   return { low: (low + high) / 2 - half, high: (low + high) / 2 + half };
 }
 
-function draw_ecg(chart, { ecg }) {
-  const { fixed, traces, width, height } = chart;
-  if (clear_chart(chart, "grid")) {
-    fixed.strokeStyle = current_theme().grid;
-    for (let at = ECG_GRID_PX; at < Math.max(width, height); at += ECG_GRID_PX) {
-      stroke_line(fixed, at + 0.5, 0, at + 0.5, height);
-      stroke_line(fixed, 0, at + 0.5, width, at + 0.5);
-    }
-  }
+function draw_ecg({ traces, width, height }, { ecg }) {
   const { low, high } = ecg_axis(ecg);
+  traces.clearRect(0, 0, width, height);
   traces.strokeStyle = current_theme().hr;
-  traces.lineWidth = 1.75;
-  stroke_series(traces, ecg.map((y, x) => ({ x, y })), (n) => n / (ecg.length - 1) * width,
-                (value) => (high - value) / (high - low) * height);
+  traces.lineWidth = 0.5;
+  const path = series_path(ecg.map((y, x) => ({ x, y })), (n) => n / (ecg.length - 1) * width,
+                           (value) => (high - value) / (high - low) * height);
+  // Five hairlines take a fraction of the time of one broad line.
+  for (const [dx, dy] of [[0, 0], [0.5, 0.5], [-1, 0], [0, -1], [1, 0]]) {
+    traces.translate(dx, dy);
+    traces.stroke(path);
+  }
+  traces.translate(-0.5, 0.5);
 }

@@ -35,13 +35,17 @@ function flip(id) {
 
 function wire_comfort() {
   on("click", "sound", () => { muted = !flip("sound"); });
-  on("click", "pacer-switch", () => { $("pacer").hidden = !flip("pacer-switch"); });
+  on("click", "pacer-switch", () => {
+    $("pacer").hidden = !flip("pacer-switch");
+    paint();
+  });
   document.addEventListener("visibilitychange", lock_screen);
   window.addEventListener("beforeunload", ask_before_closing);
 }
 
 // The disc grows with the in-breath and shrinks with the out-breath.
 function draw_pacer({ elapsed, indur, outdur }) {
+  if ($("pacer").hidden) return;
   const at = elapsed % (indur + outdur);
   const inhale = at < indur;
   const share = inhale ? at / indur : 1 - (at - indur) / outdur;

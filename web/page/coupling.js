@@ -17,7 +17,6 @@ function reset_coupling() {
   show_countdown(false, 0, "");
 }
 
-// A hidden countdown keeps its room: nothing may move when it goes.
 function show_countdown(shown, share, text) {
   $("countdown").classList.toggle("shown", shown);
   $("countdown-bar").value = share;

@@ -1,4 +1,4 @@
-// The Session view: snapshots in, the view out; and the keys and buttons of a run.
+// The Session view: snapshots in, the view out; keys and buttons of a run.
 
 const STILL_LIMIT_S = 2;
 const SUMMARY_MS = 10000;
@@ -143,7 +143,6 @@ function render_position({ mode, frac, elapsed, total }) {
   set_text("position-total", total + (playback ? " s total · drag to jump" : " s target"));
 }
 
-// For screen readers, rarely: nobody follows a picture told twenty times a second.
 function render_summaries({ hr, tvn, hr_series }) {
   summary_at = performance.now();
   const { low, high } = extent(hr_series.map(({ y }) => y));

@@ -1,4 +1,4 @@
-// The three sounds: two beeps of the start countdown and the piano note of the reward.
+// Two beeps for the countdown and the piano note of the reward.
 
 const BEEP_ATTACK_S = 0.01;
 const BEEP_PEAK = 0.25;

@@ -7,7 +7,7 @@ const TREND_MARGIN = { left: 2.7, right: 2.5, top: 1.5, bottom: 1.7 };
 // Cycle lines closer than this would be a grey area rather than lines.
 const MIN_LINE_SPACING_PX = 4;
 
-// The seconds shown. Passes come once a second, so the newest point sets the end, not the clock.
+// The seconds shown; the newest point sets the end, once there is one.
 function trend_window({ hr_series, elapsed, cycle_seconds }) {
   const seconds = Math.max(TREND_MIN_SECONDS, TREND_MIN_CYCLES * cycle_seconds);
   const to = Math.max(hr_series.length ? hr_series.at(-1).x : elapsed, seconds);
@@ -25,8 +25,7 @@ function heart_rate_axis(points) {
   return { low: low - headroom, high: high + headroom };
 }
 
-// Where things are on the chart: the plot's edges and how seconds, beats per minute and TVN map
-// to pixels. A share of 0 is the bottom of the plot, 1 its top.
+// The plot's edges, and how seconds, beats per minute, TVN and shares of its height map to pixels.
 function trend_plot({ width, height }, snapshot) {
   const { em } = current_theme();
   const { from, to } = trend_window(snapshot);
@@ -43,21 +42,32 @@ function trend_plot({ width, height }, snapshot) {
            tvn_y: (value) => to_y((value + 1) / 2) };
 }
 
+// Passes come once a second, snapshots twenty times: most change nothing here, not even the sums.
 function draw_trend(chart, snapshot) {
   const plot = trend_plot(chart, snapshot);
+  const markers = shown_markers(snapshot);
+  const sum = (points) => points.reduce((total, { x, y }) => total + x * y, 0);
+  const key = [plot.to, sum(plot.heart_rates), sum(plot.tvns), ...markers.map(({ t }) => t)].join();
+  if (chart.traces_key === key) return;
+  chart.traces_key = key;
   const { hr, tvn } = current_theme();
-  const { fixed, traces } = chart;
-  if (clear_chart(chart, [plot.to, plot.axis.low, plot.axis.high, plot.cycle].join())) {
+  const { fixed, traces, width, height } = chart;
+  const fixed_key = [plot.to, plot.axis.low, plot.axis.high, plot.cycle].join();
+  if (chart.fixed_key !== fixed_key) {
+    chart.fixed_key = fixed_key;
+    fixed.clearRect(0, 0, width, height);
     draw_trend_grid(fixed, plot);
     draw_trend_labels(fixed, plot);
   }
+  traces.clearRect(0, 0, width, height);
+  traces.drawImage(fixed.canvas, 0, 0, width, height);
   traces.strokeStyle = hr;
   traces.lineWidth = 1.75;
-  stroke_series(traces, plot.heart_rates, plot.to_x, plot.hr_y);
+  traces.stroke(series_path(plot.heart_rates, plot.to_x, plot.hr_y));
   traces.strokeStyle = tvn;
   traces.lineWidth = 3;
-  stroke_series(traces, plot.tvns, plot.to_x, plot.tvn_y);
-  draw_trend_markers(traces, plot, shown_markers(snapshot));
+  traces.stroke(series_path(plot.tvns, plot.to_x, plot.tvn_y));
+  draw_trend_markers(traces, plot, markers);
 }
 
 function draw_trend_grid(ctx, { from, to, left, right, top, bottom, to_x, to_y, cycle }) {

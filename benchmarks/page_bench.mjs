@@ -1,0 +1,125 @@
+// What the page costs its browser while a run is on, at two device pixels per pixel:
+//
+//     TVN_PAGE=<assembled index.html> node benchmarks/page_bench.mjs
+//
+// A minute of snapshots comes over the stream, twenty a second, with charts as full as the program
+// makes them, while the browser traces its main thread; then an hour of them is fed as fast as the
+// page takes them, and the heap is read after a garbage collection. ./bench page does all of it.
+// TVN_BENCH_SECONDS and TVN_BENCH_MINUTES shorten the two.
+
+import { launch_browser, open_page } from "../tests/page/browser.mjs";
+import { start_replay } from "../tests/page/fixture.mjs";
+import { start_scripted_server } from "../tests/page/scripted_server.mjs";
+import { session_at } from "../tests/page/signals.mjs";
+
+const SECONDS = Number(process.env.TVN_BENCH_SECONDS || 60);
+const MINUTES = Number(process.env.TVN_BENCH_MINUTES || 60);
+const SNAPSHOT_MS = 50;
+// The program thins its series out to between 600 and this many points.
+const MOST_POINTS = 1199;
+
+// The tasks of the page's main thread: start, duration and processor time in milliseconds. The
+// processor time leaves out what other programs took in between.
+function main_thread_tasks(trace) {
+  const { traceEvents } = JSON.parse(trace.toString());
+  const threads = traceEvents.filter(({ name, args }) =>
+    name === "thread_name" && args.name === "CrRendererMain");
+  const tasks = traceEvents.filter(({ name, ph, pid, tid }) =>
+    name === "RunTask" && ph === "X" &&
+    threads.some((thread) => thread.pid === pid && thread.tid === tid));
+  // A browser has such a thread for each page it holds; the busiest is the one.
+  const of_each = threads.map(({ pid }) => tasks.filter((task) => task.pid === pid));
+  const [busiest] = of_each.sort((a, b) => b.length - a.length);
+  return busiest.map(({ ts, dur = 0, tdur = dur }) =>
+    ({ at: ts / 1000, ms: dur / 1000, cpu_ms: tdur / 1000 }));
+}
+
+// Processor time of the main thread per slot of one snapshot.
+function time_per_snapshot(tasks) {
+  const start = Math.min(...tasks.map(({ at }) => at));
+  const slots = Array(Math.floor(SECONDS * 1000 / SNAPSHOT_MS)).fill(0);
+  for (const { at, cpu_ms } of tasks) {
+    const slot = Math.floor((at - start) / SNAPSHOT_MS);
+    if (slot < slots.length) slots[slot] += cpu_ms;
+  }
+  return slots.filter((ms) => ms > 0).sort((a, b) => a - b);
+}
+
+// The minute in real time.
+async function real_time(browser, page, server) {
+  await page.waitForTimeout(1000);  // what follows the click on Start closely is not counted
+  await page.evaluate(() => {
+    window.shifts = 0;
+    new PerformanceObserver((list) => {
+      for (const { value } of list.getEntries()) window.shifts += value;
+    }).observe({ type: "layout-shift" });
+  });
+  await browser.startTracing(page, { categories: ["toplevel",
+    "disabled-by-default-devtools.timeline"] });
+  const begin = performance.now();
+  for (let n = 0; n < SECONDS * 1000 / SNAPSHOT_MS; ++n) {
+    // The series change once a second, the ECG always.
+    const elapsed = 200 + n * SNAPSHOT_MS / 1000;
+    server.push({ ...session_at(Math.floor(elapsed), {}, MOST_POINTS),
+                  ecg: session_at(elapsed, {}, 1).ecg, elapsed });
+    const wait = begin + (n + 1) * SNAPSHOT_MS - performance.now();
+    if (wait > 0) await new Promise((next) => setTimeout(next, wait));
+  }
+  const tasks = main_thread_tasks(await browser.stopTracing());
+  return { tasks, shifts: await page.evaluate(() => window.shifts) };
+}
+
+async function heap_kb(devtools) {
+  await devtools.send("HeapProfiler.collectGarbage");
+  return (await devtools.send("Runtime.getHeapUsage")).usedSize / 1024;
+}
+
+// The hour, fed fast: heap and document nodes after a tenth of it and at its end.
+async function fast_hour(page) {
+  const devtools = await page.context().newCDPSession(page);
+  await devtools.send("Performance.enable");
+  const texts = Array.from({ length: 20 }, (_, n) =>
+    JSON.stringify(session_at(200 + n / 20, {}, MOST_POINTS)));
+  await page.evaluate((all) => { window.texts = all; }, texts);
+  const readings = [];
+  for (let minute = 1; minute <= MINUTES; ++minute) {
+    await page.evaluate(() => {
+      for (let n = 0; n < 1200; ++n) {
+        stream.onmessage({ data: texts[n % texts.length] });
+        paint();
+      }
+    });
+    if (minute === Math.ceil(MINUTES / 10) || minute === MINUTES) {
+      const { metrics } = await devtools.send("Performance.getMetrics");
+      readings.push({ kb: await heap_kb(devtools),
+                      nodes: metrics.find(({ name }) => name === "Nodes").value });
+    }
+  }
+  return readings;
+}
+
+const server = await start_scripted_server(process.env.TVN_PAGE);
+const browser = await launch_browser();
+const page = await open_page(browser, server.address, { deviceScaleFactor: 2 });
+await page.waitForFunction(() => document.querySelector("#recording optgroup"));
+await start_replay(page, server);
+
+const { tasks, shifts } = await real_time(browser, page, server);
+const slots = time_per_snapshot(tasks);
+const share = (part) => slots[Math.floor(slots.length * part)].toFixed(2) + " ms";
+const longest = (what) => Math.max(...tasks.map((task) => task[what])).toFixed(1) + " ms";
+const [early, late] = await fast_hour(page);
+const rows = [
+  ["main thread per snapshot, median", share(0.5), "below 4 ms"],
+  ["main thread per snapshot, 99 in 100", share(0.99), ""],
+  [`longest task in ${SECONDS} s`, longest("ms"), "below 50 ms"],
+  ["longest by processor time", longest("cpu_ms"), ""],
+  [`layout shift in ${SECONDS} s`, shifts.toFixed(4), "0"],
+  [`heap after ${MINUTES / 10} and ${MINUTES} min`,
+   `${early.kb.toFixed(0)} and ${late.kb.toFixed(0)} KB`, "no growth"],
+  ["document nodes then", `${early.nodes} and ${late.nodes}`, "no growth"]];
+for (const [what, found, limit] of rows) {
+  console.log(what.padEnd(38) + found.padEnd(22) + limit);
+}
+await browser.close();
+await server.close();
