@@ -90,6 +90,7 @@ test("the fixed layer is drawn only when it changes", in_session(async (page, se
 
 test("each series is one path, and drawn again only when something changed",
   in_session(async (page, server) => {
+    await show(page, server, session_at(50));
     await page.evaluate(() => {
       window.paths = [];
       const { stroke } = CanvasRenderingContext2D.prototype;
