@@ -66,7 +66,7 @@ export function draw_tfr(page, sharpness) {
         const settled = 1 / (1 + Math.exp((160 - x) / 30));
         const breath = settled * Math.exp(-(((frequency - 0.0625) * sharp) ** 2));
         const ground = 0.3 * Math.sin(x / (90 - 5 * sharp / 10) + 3 * Math.sin(y / 20)) ** 2;
-        const power = Math.min(1, breath + (1 - settled * 0.7) * ground);
+        const power = Math.round(18 * Math.min(1, breath + (1 - settled * 0.7) * ground)) / 18;
         ctx.fillStyle = `hsl(${250 - 215 * power} 75% ${18 + 50 * power}%)`;
         ctx.fillRect(x, y, 2, 2);
       }

@@ -109,7 +109,7 @@ function render_titles(snapshot) {
   // Once the run is over, the pictures of the whole of it are worth having.
   set_text("tfr-hint", stop_failed ? "Could not stop: no answer"
     : running || tfr_computed || snapshot.cycles_done < 1 ? ""
-    : "Compute the TFR of this run, or press Save to keep it.");
+    : "Compute the TFR, or press Save to keep the run.");
 }
 
 // Two decimals with a sign, "–" for no value; what rounds to zero is shown as the positive zero.
