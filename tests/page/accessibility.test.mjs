@@ -95,10 +95,12 @@ test("a failure is an alert, a success is not", with_page(async (page, server) =
   server.replies["/scan"] = { success: false, reason: "Bluetooth is off." };
   await page.getByRole("button", { name: "Scan for devices" }).click();
   await eventually(async () => assert.equal(await line.getAttribute("role"), "alert"));
+  assert.equal(await line.getAttribute("aria-live"), "assertive");
   server.replies["/scan"] = { success: true, devices: [{ name: "Polar", address: "A" }] };
   await page.getByRole("button", { name: "Scan for devices" }).click();
   await eventually(async () => assert.match(await line.textContent(), /^Found 1/));
   assert.equal(await line.getAttribute("role"), null);
+  assert.equal(await line.getAttribute("aria-live"), "polite");
 }, (server) => { server.replies["/bt_available"] = { available: true }; }));
 
 test("without motion nothing moves by itself", in_session(async (page) => {

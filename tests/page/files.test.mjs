@@ -9,6 +9,7 @@ import { button, requests_for, share_browser, with_page } from "./fixture.mjs";
 share_browser();
 
 const PARAMETERS = "&name=&indur=5&outdur=11&sex=M&age=40&fs=130";
+const BUTTONS = ["Import file…", "Import folder…", "Batch process…"];
 const hint = (page) => page.locator("#import-hint");
 
 async function pick_file(page, name, content) {
@@ -96,7 +97,13 @@ test("a folder is uploaded file by file and run",
     server.replies["/batch_status"] = () => polls.shift();
     await pick_folder(page, "Import folder…", folder);
     await text_becomes(hint(page), "Reading b.csv — 1/2 files");
+    const bar = page.getByRole("progressbar", { name: "Files done" });
+    assert.deepEqual(await bar.evaluate(({ value, max }) => [value, max]), [1, 2]);
+    for (const name of BUTTONS) assert.ok(await button(page, name).isDisabled(), name);
+    assert.deepEqual(await Promise.all(BUTTONS.map((name) =>
+      button(page, name).getAttribute("aria-busy"))), ["false", "true", "false"]);
     await text_becomes(hint(page), "Disk full");
+    assert.ok(await page.locator("#import-bar").isHidden());
     assert.equal(server.requests[0].url, "/batch_new");
     const uploads = requests_for(server, "/batch_upload").map((r) => [r.url, r.body.toString()]);
     assert.deepEqual(uploads.sort(), [
@@ -114,8 +121,22 @@ test("a refused batch shows its reason and gives the buttons back",
     await text_becomes(hint(page), "A batch is already running.");
     assert.deepEqual(requests_for(server, "/batch_run").map((r) => r.url),
       ["/batch_run?mode=batch" + PARAMETERS]);
-    for (const name of ["Import file…", "Import folder…", "Batch process…"]) {
-      assert.ok(await button(page, name).isEnabled(), name);
-    }
+    for (const name of BUTTONS) assert.ok(await button(page, name).isEnabled(), name);
     assert.equal(requests_for(server, "/batch_status").length, 0);
+  }));
+
+test("an upload that gets no answer says so and starts no batch",
+  with_folder(["a.txt", "b.txt"], async (page, server, folder) => {
+    for (const [cut, uploads] of [["/batch_new", 0], ["/batch_upload", 1]]) {
+      server.requests.length = 0;
+      Object.assign(server.replies, { "/batch_new": { ok: true }, "/batch_upload": { ok: true },
+                                      "/batch_run": { ok: true }, [cut]: null });
+      await pick_folder(page, "Batch process…", folder);
+      await text_becomes(hint(page), "Upload failed: no answer");
+      for (const name of BUTTONS) assert.ok(await button(page, name).isEnabled(), name);
+      // A browser may ask a second time over a new connection, but goes no further.
+      const asked = new Set(requests_for(server, "/batch_upload").map(({ url }) => url));
+      assert.equal(asked.size, uploads);
+      assert.equal(requests_for(server, "/batch_run").length, 0);
+    }
   }));

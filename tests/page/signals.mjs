@@ -16,7 +16,7 @@ function heart_rate(t) {
 
 function tvn_value(t) {
   const settled = 1 / (1 + Math.exp((84 - t) / 8));
-  return -0.45 + 1.36 * settled + 0.07 * Math.sin(t / 6) + 0.03 * Math.sin(t / 1.7);
+  return -0.45 + 1.28 * settled + 0.07 * Math.sin(t / 6) + 0.03 * Math.sin(t / 1.7);
 }
 
 const bump = (t, centre, width) => Math.exp(-(((t - centre) / width) ** 2));

@@ -12,7 +12,14 @@ function set_text(id, text) {
 // A line about a call: waiting, done, or failed, which a screen reader says at once.
 function tell(id, text, failed = false) {
   $(id).role = failed ? "alert" : null;
+  $(id).ariaLive = failed ? "assertive" : "polite";
   set_text(id, text);
+}
+
+// What the style sheet asks of the body.
+function set_state(name, value) {
+  const { dataset } = document.body;
+  if (dataset[name] !== value) dataset[name] = value;
 }
 
 function make(tag, text = "", class_name = "") {

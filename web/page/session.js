@@ -106,7 +106,6 @@ function render_titles(snapshot) {
     `Expected ${snapshot.expected_freq} Hz`);
   set_text("source-label", snapshot.source_label);
   set_text("bluetooth-line", live ? " · Bluetooth: " + snapshot.bt_status : "");
-  // Once the run is over, the pictures of the whole of it are worth having.
   set_text("tfr-hint", stop_failed ? "Could not stop: no answer"
     : running || tfr_computed || snapshot.cycles_done < 1 ? ""
     : "Compute the TFR, or press Save to keep the run.");

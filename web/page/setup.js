@@ -6,10 +6,10 @@ const LOST_RETRY_MS = 2000;
 let source = "live";
 let speed = 2;
 
-// The word in the header: "Setup", "Recording" or "Stopped".
+// The word in the header.
 function set_status_word(word) {
   set_text("status-word", word);
-  document.body.dataset.status = word;
+  set_state("status", word);
 }
 
 function show_view(view) {
@@ -19,7 +19,7 @@ function show_view(view) {
 
 // What is wrong, over whatever view is shown: kind is "lost", "stalled" or nothing.
 function show_trouble(kind = "", text = "", seconds = "") {
-  document.body.dataset.trouble = kind;
+  set_state("trouble", kind);
   set_text("trouble-seconds", seconds);
   set_text("trouble-text", text);
   $("trouble").hidden = !kind;

@@ -20,7 +20,6 @@ function wake_sound() {
   if (piano === null) load_piano();
 }
 
-// Decoded once, so that the note sounds without delay.
 async function load_piano() {
   try {
     const file = await fetch("/piano.wav");
