@@ -60,6 +60,13 @@ struct Element {
   std::string text;  // what stands between its tags
 };
 
+// The HTML parser ends a style or script at its end tag, whatever the language inside says.
+void check_stays_open(const std::string& part, const std::string& tag, const std::string& text) {
+  if (text.find("</" + tag) != std::string::npos) {
+    throw std::runtime_error(part + " contains </" + tag + ", which would end it too early");
+  }
+}
+
 // The element of the parts that a marker names, separated by white space.
 Element inlined(const std::filesystem::path& page_dir, const std::string& names,
                 std::set<std::string>& used) {
@@ -73,11 +80,9 @@ Element inlined(const std::filesystem::path& page_dir, const std::string& names,
     element.tag = tag;
     if (!used.insert(part).second) throw std::runtime_error(part + " is inlined twice");
     const std::string text = read_text(page_dir / part);
-    // The HTML parser ends a style or script at its end tag, whatever the language inside says.
-    if (text.find("</" + tag) != std::string::npos) {
-      throw std::runtime_error(part + " contains </" + tag + ", which would end it too early");
-    }
-    element.text += "\n" + text.substr(0, text.find_last_not_of('\n') + 1);
+    check_stays_open(part, tag, text);
+    element.text += '\n';
+    element.text += text.substr(0, text.find_last_not_of('\n') + 1);
   }
   if (element.tag.empty()) throw std::runtime_error("index.html: a marker names no part");
   element.text += '\n';
@@ -88,6 +93,15 @@ void replace_all(std::string& text, const std::string& from, const std::string& 
   for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
     text.replace(at, from.size(), to);
   }
+}
+
+std::string element_text(const std::string& tag, const std::string& text) {
+  return "<" + tag + ">" + text + "</" + tag + ">";
+}
+
+// How a policy names a style or script of this text.
+std::string hash_source(const std::string& text) {
+  return "'sha256-" + base64_encode(sha256(text)) + "'";
 }
 
 // Puts the hashes of the styles or scripts into the policy. To allow what is not there is a
@@ -124,9 +138,11 @@ std::string assemble(const std::filesystem::path& page_dir) {
     if (name_end == std::string::npos) throw std::runtime_error("index.html: open inline marker");
     const auto [tag, text] =
         inlined(page_dir, shell.substr(name_begin, name_end - name_begin), used);
-    page += shell.substr(from, begin - from) + "<" + tag + ">" + text + "</" + tag + ">";
-    hashes[tag] +=
-        (hashes[tag].empty() ? "'" : " '") + ("sha256-" + base64_encode(sha256(text))) + "'";
+    page += shell.substr(from, begin - from);
+    page += element_text(tag, text);
+    std::string& sources = hashes[tag];
+    if (!sources.empty()) sources += ' ';
+    sources += hash_source(text);
     from = name_end + k_marker_end.size();
   }
   check_all_used(page_dir, used);
