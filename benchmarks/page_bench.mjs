@@ -25,7 +25,7 @@ function main_thread_tasks(trace) {
   const threads = traceEvents.filter(({ name, args }) =>
     name === "thread_name" && args.name === "CrRendererMain");
   const tasks = traceEvents.filter(({ name, ph, pid, tid }) =>
-    name === "RunTask" && ph === "X" &&
+    name === "ThreadControllerImpl::RunTask" && ph === "X" &&
     threads.some((thread) => thread.pid === pid && thread.tid === tid));
   // A browser has such a thread for each page it holds; the busiest is the one.
   const of_each = threads.map(({ pid }) => tasks.filter((task) => task.pid === pid));
@@ -54,8 +54,7 @@ async function real_time(browser, page, server) {
       for (const { value } of list.getEntries()) window.shifts += value;
     }).observe({ type: "layout-shift" });
   });
-  await browser.startTracing(page, { categories: ["toplevel",
-    "disabled-by-default-devtools.timeline"] });
+  await browser.startTracing(page, { categories: ["toplevel"] });
   const begin = performance.now();
   for (let n = 0; n < SECONDS * 1000 / SNAPSHOT_MS; ++n) {
     // The series change once a second, the ECG always.
