@@ -46,6 +46,10 @@ void draw_strip_row(std::string& content, const BatchReportEntry& recording, dou
                   pdf_grey(0.1), {k_label_width});
   pdf_text(content, mean_text(recording.mean), true, k_page_left, middle - 9, k_label_size,
            k_pdf_black);
+  if (recording.cycle_values.empty()) {
+    pdf_text(content, "(no complete breathing cycle)", false, k_strip_left, middle - 3, 9,
+             pdf_grey(0.5));
+  }
   draw_cycle_strip(content, recording.cycle_values, level,
                    {k_strip_left, k_strip_width, base, k_strip_height});
 }
@@ -54,13 +58,11 @@ void draw_strip_row(std::string& content, const BatchReportEntry& recording, dou
 double draw_first_head(std::string& content, const BatchReport& report) {
   const double below_table = draw_report_head(content, "Name: " + report.name, 13, report.table);
   draw_warning(content, below_table);
-  return below_table - 56;
+  return below_table - 60;
 }
 
 double draw_continued_head(std::string& content, const BatchReport& report) {
-  const double right = report_logo().is_present() ? k_beside_logo : k_page_right;
-  pdf_text_within(content, "Name: " + report.name, true, k_page_left, 802, 13, k_pdf_black,
-                  {right - k_page_left});
+  draw_top_line(content, "Name: " + report.name, 13);
   return 770;
 }
 

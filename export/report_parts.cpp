@@ -11,12 +11,18 @@
 namespace tvn {
 namespace {
 
+// How far texts reach: to the logo's right edge, or to a gap before its left one.
+constexpr double k_page_right = 555;
+constexpr double k_beside_logo = 429;
+
 constexpr double k_table_top = 752;
 constexpr double k_table_pitch = 16;
 constexpr double k_label_left = 60;
 constexpr double k_value_left = 210;
 constexpr double k_first_picture_top = 614;
 
+// Leaves names of a hundred letters whole, beside the logo too.
+constexpr double k_narrowest_name = 0.45;
 // A dozen markers stand in one line, which takes letters of a third of their width.
 constexpr double k_narrowest_value = 1.0 / 3;
 
@@ -37,9 +43,15 @@ double draw_report_head(std::string& content, std::string_view line, double line
                         const ReportTable& table) {
   pdf_text(content, "Talvern Live - report", true, k_page_left, 802, 17, k_pdf_black);
   pdf_text_within(content, line, true, k_page_left, 776, line_size, k_pdf_black,
-                  {k_page_right - k_page_left});
+                  {k_page_right - k_page_left, k_narrowest_name});
   draw_table(content, table);
   return k_table_top - k_table_pitch * static_cast<double>(table.size());
+}
+
+void draw_top_line(std::string& content, std::string_view line, double size) {
+  const double right = report_logo().is_present() ? k_beside_logo : k_page_right;
+  pdf_text_within(content, line, true, k_page_left, 802, size, k_pdf_black,
+                  {right - k_page_left, k_narrowest_name});
 }
 
 void draw_strip_title(std::string& content, std::string_view title, double y) {
@@ -52,9 +64,7 @@ void draw_cycles_caption(std::string& content, double x, double base) {
 
 void draw_recording_page(std::string& content, const RecordingPage& page,
                          std::string_view high_time_name, std::string_view high_frequency_name) {
-  const double right = report_logo().is_present() ? k_beside_logo : k_page_right;
-  pdf_text_within(content, "Recording: " + std::string(page.name), true, k_page_left, 802, 12,
-                  k_pdf_black, {right - k_page_left});
+  draw_top_line(content, "Recording: " + std::string(page.name), 12);
   pdf_text(content, "Mean HR", true, k_plot_left, 784, 13, k_pdf_black);
   draw_hr_chart(content, page.hr_series, page.markers, page.cycle_seconds);
   const double seconds = hr_chart_seconds(page.hr_series.size());

@@ -15,13 +15,13 @@ namespace tvn {
 
 // Where texts and strips begin on a page.
 inline constexpr double k_page_left = 56;
-// How far texts may reach: to the logo's right edge, or to its left one beside it.
-inline constexpr double k_page_right = 555;
-inline constexpr double k_beside_logo = 429;
 
 // The head of page 1: title, a line below it, and the table. Returns the y below the table.
 double draw_report_head(std::string& content, std::string_view line, double line_size,
                         const ReportTable& table);
+
+// The bold line at the top of a later page, beside the logo.
+void draw_top_line(std::string& content, std::string_view line, double size);
 
 // "TVN (logpower)" or what else stands above a strip.
 void draw_strip_title(std::string& content, std::string_view title, double y);
