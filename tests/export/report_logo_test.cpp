@@ -15,6 +15,7 @@ TEST(ReportLogo, IsPresentOnlyWithBytesAndASize) {
   EXPECT_TRUE(report_logo().is_present());
   EXPECT_EQ(report_logo().width, 700);
   EXPECT_EQ(report_logo().height, 175);
+  set_report_logo("", 0, 0);  // other tests begin without one
 }
 
 }  // namespace
