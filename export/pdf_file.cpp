@@ -47,6 +47,14 @@ std::string xref_entry(std::size_t offset) {
          " 00000 n \n";
 }
 
+// Not less than the file's bytes, so that a file of many pictures is not copied while it grows.
+std::size_t assembled_size(const std::vector<std::string>& objects) {
+  constexpr std::size_t k_around_object = 64;  // its number, "obj", "endobj" and its table line
+  std::size_t size = 256;                      // header and trailer
+  for (const std::string& object : objects) size += object.size() + k_around_object;
+  return size;
+}
+
 }  // namespace
 
 std::string flate_image_object(const RgbImage& image) {
@@ -86,6 +94,7 @@ void draw_logo(std::string& content) {
 std::string pdf_assemble(const std::vector<std::string>& objects) {
   std::string file = "%PDF-1.4\n";
   std::string xref;
+  file.reserve(assembled_size(objects));
   for (std::size_t k = 0; k < objects.size(); ++k) {
     xref += xref_entry(file.size());
     file += std::to_string(k + 1) + " 0 obj\n";
