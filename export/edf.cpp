@@ -14,9 +14,11 @@
 namespace tvn {
 namespace {
 
-constexpr std::size_t k_header_bytes = 768;      // 256 for the file and for each of two signals
-constexpr std::size_t k_annotation_bytes = 120;  // per record: the time stamp and some ten markers
-constexpr double k_digital_limit = 32767;        // symmetric, so that 0 microvolts is digital 0
+constexpr std::size_t k_header_bytes = 768;  // 256 for the file and for each of two signals
+// Of annotations per record: the time stamp and some ten markers.
+constexpr std::size_t k_annotation_samples = 60;
+constexpr std::size_t k_annotation_bytes = 2 * k_annotation_samples;
+constexpr double k_digital_limit = 32767;  // symmetric, so that 0 microvolts is digital 0
 constexpr std::uint64_t k_end_of_year_9999 = 253402300799;  // the date field has four digits
 constexpr char k_text_end = 0x14;
 constexpr char k_list_end = 0x00;
@@ -92,7 +94,7 @@ std::string signal_headers(std::int32_t rate) {
          fields("uV", "", 8) + fields(whole(-k_digital_limit), "-1", 8) +
          fields(whole(k_digital_limit), "1", 8) + fields(whole(-k_digital_limit), "-32768", 8) +
          fields(whole(k_digital_limit), "32767", 8) + fields("HP:5Hz LP:49Hz", "", 80) +
-         fields(whole(rate), whole(k_annotation_bytes / 2), 8) + fields("", "", 32);
+         fields(whole(rate), whole(k_annotation_samples), 8) + fields("", "", 32);
 }
 
 void append_sample(std::string& file, double microvolts) {

@@ -20,8 +20,8 @@ struct EdfAnnotation {
 // The bytes of a continuous file (EDF+C) of two signals: the ECG, one second per data record, and
 // the annotations.
 // samples: ECG in microvolts, stored as whole ones within +-32767, halves away from zero; NaN is
-// stored as 0. rate: samples per second. name: goes into the patient field with "_" for spaces;
-// what the field (74 bytes) does not hold, and bytes that are not printable ASCII, are lost.
+// stored as 0. rate: samples per second. name: goes into the patient field, which holds 74 bytes of
+// it, with "_" for spaces and spaces for bytes that are not printable ASCII ("_" at its beginning).
 // annotations: in any order. Each stands in the record of its second; those at or beyond the end,
 // those without a finite onset, and those for which the record's 120 bytes have no room left are
 // left out. start_time: seconds since 1970 in UTC, written as local time; 0 is now.

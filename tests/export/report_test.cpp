@@ -74,7 +74,7 @@ TEST(Report, TheSecondPageHoldsChartAndPictures) {
               testing::EndsWith("0.5 0.5 0.5 rg BT /F1 8 Tf 275 22 Td (Page 2 of 2) Tj ET\n"));
 }
 
-TEST(Report, ObjectsAreNumberedAsReadersOfOldFilesKnowThem) {
+TEST(Report, ObjectsHaveTheirFixedNumbers) {
   const LogoInPlace logo("jpeg", 700, 175);
   const std::vector<std::string> objects = pdf_objects(report_pdf(small_report()));
   ASSERT_EQ(objects.size(), 11u);
