@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <limits>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -47,21 +47,34 @@ struct Placed {
   std::string text;
 };
 
+// The lines of a page's content that end with `ending`, split at blanks.
+std::vector<std::vector<std::string>> lines_with(const std::string& page,
+                                                 const std::string& ending) {
+  std::vector<std::vector<std::string>> found;
+  std::istringstream lines(page);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.ends_with(ending)) continue;
+    std::istringstream words(line);
+    found.push_back({});
+    for (std::string word; words >> word;) found.back().push_back(word);
+  }
+  return found;
+}
+
+// r g b rg BT /F1 size Tf x y Td (text) Tj ET
 std::vector<Placed> placed_texts(const std::string& page) {
   std::vector<Placed> placed;
-  const std::regex line(R"(BT /F[12] (\S+) Tf (\S+) (\S+) Td \((.*)\) Tj ET)");
-  for (std::sregex_iterator i(page.begin(), page.end(), line), end; i != end; ++i) {
-    placed.push_back({std::stod((*i)[2]), std::stod((*i)[3]), std::stod((*i)[1]), (*i)[4]});
+  for (const auto& words : lines_with(page, ") Tj ET")) {
+    placed.push_back({std::stod(words[8]), std::stod(words[9]), std::stod(words[6]), words[11]});
   }
   return placed;
 }
 
-// The lower edges of the strips, from top to bottom.
+// The lower edges of the strips, from top to bottom: r g b rg x y w h re f
 std::vector<double> strip_bases(const std::string& page) {
   std::vector<double> bases;
-  const std::regex line(R"(rg (\S+) (\S+) (\S+) (\S+) re f)");
-  for (std::sregex_iterator i(page.begin(), page.end(), line), end; i != end; ++i) {
-    const double base = std::stod((*i)[2]);
+  for (const auto& words : lines_with(page, " re f")) {
+    const double base = std::stod(words[5]);
     if (bases.empty() || bases.back() != base) bases.push_back(base);
   }
   return bases;

@@ -7,11 +7,11 @@
 
 #include <cmath>
 #include <limits>
-#include <locale>
 #include <string>
 #include <vector>
 
 #include "base/files.h"
+#include "tests/export/comma_locale.h"
 #include "tests/temporary_folder.h"
 
 namespace tvn {
@@ -253,10 +253,8 @@ TEST(Edf, ADecimalCommaInTheLocaleChangesNothing) {
   const std::vector<EdfAnnotation> annotations = {{1234.567, "1"}};
   const std::vector<double> samples(1300 * 130, 1.5);
   const std::string before = file_of(samples, "a", annotations);
-  const std::locale previous = std::locale::global(std::locale("de_DE.UTF-8"));
-  const std::string in_comma = file_of(samples, "a", annotations);
-  std::locale::global(previous);
-  EXPECT_EQ(in_comma, before);
+  const CommaLocale comma;
+  EXPECT_EQ(file_of(samples, "a", annotations), before);
   EXPECT_NE(before.find("+1234.567"), std::string::npos);
 }
 

@@ -3,9 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <locale>
 #include <string>
 #include <vector>
+
+#include "tests/export/comma_locale.h"
 
 namespace tvn {
 namespace {
@@ -119,10 +120,9 @@ TEST(PdfMarkerLines, LeaveOutWhatLiesOutsideThePlot) {
 }
 
 TEST(PdfContent, ADecimalCommaInTheLocaleChangesNothing) {
-  const std::locale previous = std::locale::global(std::locale("de_DE.UTF-8"));
+  const CommaLocale comma;
   std::string content;
   pdf_line(content, 0.5, 1234.5, 3, 4, 0.5, k_pdf_black);
-  std::locale::global(previous);
   EXPECT_EQ(content, "0 0 0 RG 0.5 w 0.5 1234.5 m 3 4 l S\n");
 }
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <regex>
 
 namespace tvn {
 namespace {
@@ -86,9 +86,8 @@ std::vector<std::string> pdf_pages(const std::string& file) {
   const std::vector<std::string> objects = pdf_objects(file);
   std::vector<std::string> pages;
   const std::string kids = objects[1].substr(objects[1].find('['));
-  const std::regex reference("([0-9]+) 0 R");
-  for (std::sregex_iterator kid(kids.begin(), kids.end(), reference), end; kid != end; ++kid) {
-    const std::string& page = objects.at(std::stoul((*kid)[1]) - 1);
+  for (std::size_t kid = 1; kids.at(kid - 1) != ']'; kid = kids.find('R', kid) + 2) {
+    const std::string& page = objects.at(number_at(kids, kid) - 1);
     const std::size_t contents = number_at(page, page.find("/Contents ") + 10);
     pages.push_back(pdf_stream(objects.at(contents - 1)));
   }

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <locale>
 #include <string>
 #include <vector>
 
 #include "base/files.h"
+#include "tests/export/comma_locale.h"
 #include "tests/export/logo_fixture.h"
 #include "tests/export/pdf_parts.h"
 #include "tests/temporary_folder.h"
@@ -160,10 +160,8 @@ TEST(Report, IsWrittenInOneGo) {
 
 TEST(Report, ADecimalCommaInTheLocaleChangesNothing) {
   const std::string before = report_pdf(small_report());
-  const std::locale previous = std::locale::global(std::locale("de_DE.UTF-8"));
-  const std::string in_comma = report_pdf(small_report());
-  std::locale::global(previous);
-  EXPECT_EQ(in_comma, before);
+  const CommaLocale comma;
+  EXPECT_EQ(report_pdf(small_report()), before);
 }
 
 }  // namespace
