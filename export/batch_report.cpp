@@ -66,7 +66,7 @@ double draw_continued_head(std::string& content, const BatchReport& report) {
   return 770;
 }
 
-// The pages of strips but for their footers. Each takes one row at least, however long its head.
+// The pages of strips but for their footers. After the first there is always room for rows.
 std::vector<std::string> strip_pages(const BatchReport& report) {
   const double level = normal_level(report.sex, report.age);
   std::vector<std::string> pages;
@@ -79,7 +79,7 @@ std::vector<std::string> strip_pages(const BatchReport& report) {
     draw_strip_title(content, first ? "TVN (logpower)" : "TVN (logpower), continued", title);
     double base = title - 14 - k_strip_height;
     const std::size_t begin = next;
-    while (next < report.recordings.size() && (next == begin || base >= k_lowest_base)) {
+    while (next < report.recordings.size() && base >= k_lowest_base) {
       draw_strip_row(content, report.recordings[next++], level, base);
       base -= k_row_pitch;
     }

@@ -44,15 +44,15 @@ bool values_fit(std::span<const double> values, double size, double slot) {
   });
 }
 
-// The smallest of 2, 10, 20, 50, 100, 200, 500, ... whose numbers do not touch; all are even, as
-// odd numbers are left out.
+// The smallest of 2, 5, 10, 20, 50, 100, ... whose numbers do not touch. Of 5 and its multiples
+// only every other one is shown, as odd numbers are left out.
 std::size_t number_step(std::size_t n, double slot) {
   if (n < k_fewest_thinned) return 1;
   const std::string widest(std::to_string(n - 1).size(), '0');
   const double needed = helvetica_width(widest, false, k_number_size) + k_number_gap;
   for (std::size_t decade = 1;; decade *= 10) {
     for (const std::size_t step : {2 * decade, 5 * decade, 10 * decade}) {
-      if (step % 2 == 0 && static_cast<double>(step) * slot >= needed) return step;
+      if (static_cast<double>(step) * slot >= needed) return step;
     }
   }
 }

@@ -166,10 +166,13 @@ TEST(BatchReport, ARecordingWithoutCyclesSaysSo) {
               Contains("(no complete breathing cycle)"));
 }
 
-TEST(BatchReport, AHeadThatFillsThePageLeavesRoomForARow) {
+TEST(BatchReport, RowsWithoutRoomBelowALongTableStandOnTheNextPage) {
   BatchReport report = batch(3);
-  report.table.resize(60, {"Row", "value"});
-  EXPECT_EQ(pdf_pages(batch_report_pdf(report)).size(), 5u);
+  report.table.resize(38, {"Row", "value"});
+  const std::vector<std::string> pages = pdf_pages(batch_report_pdf(report));
+  EXPECT_EQ(pages.size(), 5u);
+  EXPECT_EQ(strip_bases(pages[0]).size(), 0u);
+  EXPECT_EQ(strip_bases(pages[1]).size(), 3u);
 }
 
 TEST(BatchReport, WithoutRecordingsThereIsOnePage) {

@@ -52,6 +52,8 @@ TEST(ShortenedText, KeepsBothEnds) {
   EXPECT_EQ(shortened_text("0123456789", false, 10, 55.5), "0123...6789");
   EXPECT_EQ(shortened_text("0123456789", false, 10, 20), "0...9");
   EXPECT_EQ(shortened_text("0123456789", false, 10, 3), "...");
+  // 21.66 points beside the dots: i, W, i of 2.22, 9.44 and 2.22; the next W has no room.
+  EXPECT_EQ(shortened_text("iiiiiWWWWW", false, 10, 30), "ii...W");
   EXPECT_EQ(shortened_text("", false, 10, 0), "");
 }
 
