@@ -1,7 +1,9 @@
 #include "analysis/tfr_fast.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <future>
 #include <map>
 #include <numeric>
 #include <utility>
@@ -23,11 +25,9 @@ constexpr double k_lowest_rate = 10;  // Hz
 
 constexpr double k_two_pi = 6.283185307179586;
 // The band about a wavelet's frequency, in hertz, that is kept. What lies outside it is at most a
-// few hundredths of a beat per minute, since the heart rate is smoothed over 2 s, times what a
-// wavelet lets through there, some 1e-7: the shorter the wavelet, the more.
-constexpr double k_band = 2.4;
-constexpr double k_band_of_short_wavelets = 4.8;
-constexpr double k_short_wavelet_sigma = 3.3;  // seconds
+// hundredth of a beat per minute, since the heart rate is smoothed over 2 s, times what a wavelet
+// lets through there, some 1e-7.
+constexpr double k_band = 4.8;
 constexpr std::size_t k_least_grid = 64;
 
 // The transform back to time of n_grid bins, and the reading of columns from it.
@@ -51,15 +51,14 @@ struct TimeGrid {
 class PictureMaker {
  public:
   // picture_columns: the columns of the matrix that the picture shows.
-  PictureMaker(const CoarseSignal& signal, double fs, std::vector<uint32_t> picture_columns)
-      : signal_(signal), fs_(fs), picture_columns_(std::move(picture_columns)) {}
+  PictureMaker(const CoarseSignal& signal, double fs, const std::vector<uint32_t>& picture_columns)
+      : signal_(signal), fs_(fs), picture_columns_(picture_columns) {}
 
   // The wavelet's response on its time grid, ready to be read.
   void respond(double freq, double n_cycles) {
     const MorletShape shape = morlet_shape(fs_, freq, n_cycles);
     piece_ = &piece_for(piece_length(signal_, static_cast<std::size_t>(shape.last_point)));
-    grid_ =
-        &grid_for(*piece_, shape.sigma < k_short_wavelet_sigma ? k_band_of_short_wavelets : k_band);
+    grid_ = &grid_for(*piece_);
     multiply(shape);
     grid_->fft.backward(grid_->values);
   }
@@ -85,15 +84,14 @@ class PictureMaker {
                : pieces_.emplace(n, make_piece_spectrum(signal_, n)).first->second;
   }
 
-  TimeGrid& grid_for(const PieceSpectrum& piece, double band) {
+  TimeGrid& grid_for(const PieceSpectrum& piece) {
     const double period_seconds = static_cast<double>(piece.period) / fs_;
     std::size_t n = k_least_grid;
-    while (n < piece.n / 2 && static_cast<double>(n) < band * period_seconds) n *= 2;
-    const auto key = std::pair(n, piece.n);
-    const auto found = grids_.find(key);
+    while (n < piece.n / 2 && static_cast<double>(n) < k_band * period_seconds) n *= 2;
+    const auto found = grids_.find(piece.n);
     return found != grids_.end()
                ? found->second
-               : grids_.try_emplace(key, n, piece, picture_columns_).first->second;
+               : grids_.try_emplace(piece.n, n, piece, picture_columns_).first->second;
   }
 
   void multiply(const MorletShape& shape) {
@@ -119,12 +117,35 @@ class PictureMaker {
 
   const CoarseSignal& signal_;
   double fs_;
-  std::vector<uint32_t> picture_columns_;
+  const std::vector<uint32_t>& picture_columns_;
   std::map<std::size_t, PieceSpectrum> pieces_;
-  std::map<std::pair<std::size_t, std::size_t>, TimeGrid> grids_;
+  std::map<std::size_t, TimeGrid> grids_;
   const PieceSpectrum* piece_ = nullptr;
   TimeGrid* grid_ = nullptr;
 };
+
+// What is to be computed, a picture's row at a time, by as many threads as there are to take rows.
+struct Rows {
+  std::vector<double> frequencies;
+  std::size_t expected_row;
+  TfrPicture* pictures[2];
+  std::vector<float> expected[2];  // the row of the breathing frequency, every column
+  std::atomic<std::size_t> next = 0;
+};
+
+void compute_rows(const CoarseSignal& signal, double fs, const std::vector<uint32_t>& columns,
+                  Rows& rows) {
+  constexpr double n_cycles[] = {k_tfr_short_cycles, k_tfr_long_cycles};
+  PictureMaker maker(signal, fs, columns);
+  const std::size_t n_rows = rows.frequencies.size();
+  for (std::size_t task = rows.next++; task < 2 * n_rows; task = rows.next++) {
+    const std::size_t which = task / n_rows, row = task % n_rows;
+    maker.respond(rows.frequencies[row], n_cycles[which]);
+    const std::span<float> values(rows.pictures[which]->values);
+    maker.read_picture(values.subspan(row * columns.size(), columns.size()));
+    if (row == rows.expected_row) rows.expected[which] = maker.read_all();
+  }
+}
 
 }  // namespace
 
@@ -153,26 +174,22 @@ TfrPictures compute_tfr_pictures(std::size_t n_samples, std::span<const double> 
   for (std::size_t x = 0; x < width; ++x) {
     columns[x] = static_cast<uint32_t>(tfr_matrix_column(x, width, n_samples));
   }
-  PictureMaker maker(signal, fs, std::move(columns));
-  std::vector<float> expected;
-  const auto picture = [&](double n_cycles) {
-    TfrPicture made{frequencies.size(), width, std::vector<float>(frequencies.size() * width)};
-    for (std::size_t row = 0; row < frequencies.size(); ++row) {
-      maker.respond(frequencies[row], n_cycles);
-      maker.read_picture(std::span(made.values).subspan(row * width, width));
-      if (static_cast<int32_t>(row) == result.expected_row) expected = maker.read_all();
-    }
-    return made;
-  };
-  result.tfr3 = picture(k_tfr_short_cycles);
-  const TfrScale scale3 = tfr3_scale(expected);
+  for (TfrPicture* picture : {&result.tfr3, &result.tfr10}) {
+    *picture = {frequencies.size(), width, std::vector<float>(frequencies.size() * width)};
+  }
+  Rows rows{frequencies,
+            static_cast<std::size_t>(result.expected_row),
+            {&result.tfr3, &result.tfr10},
+            {}};
+  auto other = std::async([&] { compute_rows(signal, fs, columns, rows); });
+  compute_rows(signal, fs, columns, rows);
+  other.get();
+  const TfrScale scale3 = tfr3_scale(rows.expected[0]), scale10 = tfr10_scale(rows.expected[1]);
   result.tfr3_centre = scale3.centre;
   result.tfr3_half_range = scale3.half_range;
-  result.tfr10 = picture(k_tfr_long_cycles);
-  const TfrScale scale10 = tfr10_scale(expected);
   result.tfr10_centre = scale10.centre;
   result.tfr10_half_range = scale10.half_range;
-  result.cycle_log_power = tfr_cycle_log_power(expected, boundaries);
+  result.cycle_log_power = tfr_cycle_log_power(rows.expected[1], boundaries);
   result.valid = true;
   return result;
 }

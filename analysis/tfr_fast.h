@@ -2,11 +2,10 @@
 // The time-frequency representation of analysis/tfr.h, limited to what is looked at: the columns
 // that a picture shows, and the row of the breathing frequency in full. The same numbers, some
 // two thousand times faster: for the heart rates of people, at sampling rates of 64 Hz and above,
-// within 1e-6 relative to each value but for about one in 100,000. The error has a floor of some
-// 1e-6 of the strongest amplitude near by. So where the power lies eight orders of magnitude and
-// more below that of other rows, which takes a made-up RR series without any noise (a ramp, a pure
-// sinusoid, one value alternating with another), values can be off by 1e-3 of themselves and the
-// log power of a cycle by 4e-7.
+// within 1e-6 relative to each value but for one in 100,000 at most, and log powers within 1e-8.
+// The error has a floor of 1e-7 of the strongest amplitude near by. So where the power lies eight
+// orders of magnitude and more below that of other rows, which takes a made-up RR series without
+// any noise (a ramp, one value alternating with another), values can be off by 3e-4 of themselves.
 //
 // How. The wavelets filter out everything above a few tenths of a hertz, so nothing is computed at
 // the ECG's rate:
@@ -51,8 +50,8 @@ std::size_t tfr_matrix_column(std::size_t x, std::size_t width, std::size_t cols
 
 // n_samples: length of the recording; the other arguments, and what is refused, as for compute_tfr,
 // and besides sampling rates below 10 Hz, which the coarse grid does not serve.
-// The pictures have min(n_samples, 1200) columns. n log n in the recording's length; 5 MB and a few
-// dozen bytes per sample.
+// The pictures have min(n_samples, 1200) columns. On two threads, where a second one is to be had.
+// n log n in the recording's length; 6 MB and a few dozen bytes per sample.
 TfrPictures compute_tfr_pictures(std::size_t n_samples, std::span<const double> rr_seconds,
                                  double cycle_seconds, double fs);
 

@@ -44,34 +44,74 @@ void add_gaussian(Axis v, double amplitude, std::span<double> response) {
   }
 }
 
-// Subtracts amplitude * 2 Re(exp(-T^2/2 + i v T) E(T - i v) (1 - (z h)^2 / 24)).
-void subtract_cut_tail(Axis v, double end, double h, double amplitude, std::span<double> response) {
-  const double strength = 2 * amplitude * std::exp(-end * end / 2);
-  const double turn = end * v.step * k_lanes;
-  const Lanes turn_re = both_lanes(std::cos(turn)), turn_im = both_lanes(std::sin(turn));
-  const double angle = end * v.first, next = end * (v.first + v.step);
-  Lanes wave_re = strength * Lanes{std::cos(angle), std::cos(next)};
-  Lanes wave_im = strength * Lanes{std::sin(angle), std::sin(next)};
-  const double midpoint = h * h / 24;
-  Lanes distance{v.first, v.first + v.step};
-  for (std::size_t i = 0; i < response.size(); i += k_lanes) {
-    // s = z^2, and Mills' ratio = z (s + 5) / (s^2 + 6 s + 3) = z p / q.
-    const Lanes s_re = end * end - distance * distance, s_im = -2 * end * distance;
-    const Lanes p_re = s_re + 5;
-    const Lanes q_re = s_re * (s_re + 6) - s_im * s_im + 3, q_im = s_im * (2 * s_re + 6);
-    // wave * z * (1 - midpoint * s) * p * conj(q) / |q|^2, real part.
-    const Lanes z_re = wave_re * end + wave_im * distance;
-    const Lanes z_im = wave_im * end - wave_re * distance;
-    const Lanes m_re = 1 - midpoint * s_re, m_im = -midpoint * s_im;
-    const Lanes b_re = z_re * m_re - z_im * m_im, b_im = z_re * m_im + z_im * m_re;
-    const Lanes c_re = b_re * p_re - b_im * s_im, c_im = b_re * s_im + b_im * p_re;
-    const Lanes tail = (c_re * q_re + c_im * q_im) / (q_re * q_re + q_im * q_im);
-    store_lanes(response.data() + i, load_lanes(response.data() + i) - tail);
-    const Lanes turned = wave_re * turn_re - wave_im * turn_im;
-    wave_im = wave_re * turn_im + wave_im * turn_re;
-    wave_re = turned;
+// Mills' ratio E(z) = z P(z^2) / Q(z^2): a convergent of its continued fraction. The coefficients
+// of P and Q run from the highest power down; the highest one is 1.
+struct TwelveLevels {
+  static constexpr double p[] = {65, 1422, 12558, 41685, 35685};
+  static constexpr double q[] = {66, 1485, 13860, 51975, 62370, 10395};
+};
+struct FourLevels {
+  static constexpr double p[] = {5};
+  static constexpr double q[] = {6, 3};
+};
+// From here on four levels are within 5e-9.
+constexpr double k_near = 10;
+
+struct ComplexLanes {
+  Lanes re, im;
+};
+
+inline ComplexLanes operator*(const ComplexLanes& a, const ComplexLanes& b) {
+  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
+}
+
+template <std::size_t n>
+inline ComplexLanes polynomial(const double (&coefficients)[n], const ComplexLanes& s) {
+  ComplexLanes sum{s.re + coefficients[0], s.im};
+  for (std::size_t k = 1; k < n; ++k) {
+    sum = sum * s;
+    sum.re += coefficients[k];
+  }
+  return sum;
+}
+
+struct CutTail {
+  Axis v;
+  double end;       // T
+  double h;         // the sampling step in standard deviations
+  double strength;  // 2 amplitude exp(-T^2 / 2)
+};
+
+// Subtracts strength * Re(exp(i v T) E(T - i v) (1 - (z h)^2 / 24)) from the bins [from, to), both
+// even numbers.
+template <typename Levels>
+void subtract_cut_tail(const CutTail& tail, std::size_t from, std::size_t to,
+                       std::span<double> response) {
+  const Axis v = tail.v;
+  const double turn = tail.end * v.step * k_lanes;
+  const ComplexLanes turned{both_lanes(std::cos(turn)), both_lanes(std::sin(turn))};
+  const double first = v.first + v.step * static_cast<double>(from), second = first + v.step;
+  const double angle = tail.end * first, next = tail.end * second;
+  ComplexLanes wave{tail.strength * Lanes{std::cos(angle), std::cos(next)},
+                    tail.strength * Lanes{std::sin(angle), std::sin(next)}};
+  const double midpoint = tail.h * tail.h / 24;
+  Lanes distance{first, second};
+  for (std::size_t i = from; i < to; i += k_lanes) {
+    const ComplexLanes z{both_lanes(tail.end), -distance};
+    const ComplexLanes s{tail.end * tail.end - distance * distance, -2 * tail.end * distance};
+    const ComplexLanes p = polynomial(Levels::p, s), q = polynomial(Levels::q, s);
+    const ComplexLanes a = wave * z * ComplexLanes{1 - midpoint * s.re, -midpoint * s.im} * p;
+    const Lanes taken = (a.re * q.re + a.im * q.im) / (q.re * q.re + q.im * q.im);
+    store_lanes(response.data() + i, load_lanes(response.data() + i) - taken);
+    wave = wave * turned;
     distance += k_lanes * v.step;
   }
+}
+
+// The bin nearest to v, rounded to an even one within the response.
+std::size_t even_bin(const Axis& axis, double v, std::size_t n) {
+  const double bin = std::clamp((v - axis.first) / axis.step, 0.0, static_cast<double>(n));
+  return static_cast<std::size_t>(bin / 2) * 2;
 }
 
 }  // namespace
@@ -95,7 +135,12 @@ void morlet_response(const MorletShape& shape, double fs, double first, double s
   const auto add = [&](double centre, double amplitude) {
     const Axis v{(first - centre) * shape.sigma, step * shape.sigma};
     add_gaussian(v, amplitude * std::sqrt(k_two_pi), response);
-    subtract_cut_tail(v, end, h, amplitude, response);
+    const CutTail tail{v, end, h, 2 * amplitude * std::exp(-end * end / 2)};
+    const std::size_t n = response.size();
+    const std::size_t near = even_bin(v, -k_near, n), far = even_bin(v, k_near, n);
+    subtract_cut_tail<FourLevels>(tail, 0, near, response);
+    subtract_cut_tail<TwelveLevels>(tail, near, far, response);
+    subtract_cut_tail<FourLevels>(tail, far, n, response);
   };
   add(shape.angular_frequency, factor * shape.scale / h);
   if (shape.correction > k_negligible) add(0, -shape.correction * factor * shape.scale / h);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/json.h"
+#include "benchmarks/peak_memory.h"
 #include "session/analysis_pass.h"
 #include "session/status.h"
 #include "session/tfr_job.h"
@@ -55,10 +56,12 @@ void BM_SessionPass(benchmark::State& state) {
 }
 BENCHMARK(BM_SessionPass)->Arg(300)->Arg(3600)->Arg(28800)->Unit(benchmark::kMillisecond);
 
-// The whole job behind the page's pictures: R-peaks to PNG data URLs, on two threads.
+// The whole job behind the page's pictures: R-peaks to PNG data URLs, on two threads. peak_mb: what
+// it adds to the process's memory.
 void BM_TfrJob(benchmark::State& state) {
   const EcgBuffer ecg(synthetic::make_ecg(static_cast<double>(state.range(0))));
   const TfrJobInput input{ecg.view(ecg.size()), 16.0, 77, 40, 0, ""};
+  state.counters["peak_mb"] = bench::peak_memory_growth([&] { compute_tfr_job(input); });
   for (auto _ : state) benchmark::DoNotOptimize(compute_tfr_job(input));
 }
 BENCHMARK(BM_TfrJob)->Arg(257)->Arg(1200)->Arg(3600)->Unit(benchmark::kMillisecond)->UseRealTime();

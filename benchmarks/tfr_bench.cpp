@@ -4,6 +4,7 @@
 //   worst       largest relative difference of a picture's value
 //   beyond_1e-6 how many of the `values` differ by more than 1e-6
 //   log_power   largest difference of a cycle's log power
+//   bytes       how many bytes of the two images differ, of `image_bytes`
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@
 #include "analysis/r_peaks.h"
 #include "analysis/tfr.h"
 #include "analysis/tfr_fast.h"
+#include "analysis/tfr_image.h"
 #include "tests/analysis/synthetic_ecg.h"
 
 namespace {
@@ -65,6 +67,30 @@ BENCHMARK(BM_TfrPlain)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
+struct ByteCount {
+  double differing = 0, all = 0;
+};
+
+struct Scale {
+  double centre, half_range;
+};
+
+// Each with its own colour scale.
+void compare_images(const tvn::TfrPicture& fast, Scale fast_scale, const std::vector<float>& matrix,
+                    Scale scale, const tvn::TfrResult& plain, ByteCount& count) {
+  tvn::TfrImageSettings settings;
+  settings.expected_row = plain.expected_row;
+  settings.centre = fast_scale.centre;
+  settings.half_range = fast_scale.half_range;
+  const auto cols = static_cast<std::size_t>(plain.cols);
+  const tvn::RgbImage a = tvn::render_tfr_picture(fast, cols, settings);
+  settings.centre = scale.centre;
+  settings.half_range = scale.half_range;
+  const tvn::RgbImage b = tvn::render_tfr_image(matrix, fast.rows, cols, settings);
+  for (std::size_t i = 0; i < b.pixels.size(); ++i) count.differing += a.pixels[i] != b.pixels[i];
+  count.all += static_cast<double>(b.pixels.size());
+}
+
 void compare(benchmark::State& state, const tvn::TfrPictures& fast, const tvn::TfrResult& plain) {
   double worst = 0, beyond = 0, log_power = 0;
   const auto n_columns = static_cast<std::size_t>(plain.cols);
@@ -85,6 +111,13 @@ void compare(benchmark::State& state, const tvn::TfrPictures& fast, const tvn::T
   for (std::size_t k = 0; k < plain.cycle_log_power.size(); ++k) {
     log_power = std::max(log_power, std::fabs(fast.cycle_log_power[k] - plain.cycle_log_power[k]));
   }
+  ByteCount bytes;
+  compare_images(fast.tfr3, {fast.tfr3_centre, fast.tfr3_half_range}, plain.tfr3,
+                 {plain.tfr3_centre, plain.tfr3_half_range}, plain, bytes);
+  compare_images(fast.tfr10, {fast.tfr10_centre, fast.tfr10_half_range}, plain.tfr10,
+                 {plain.tfr10_centre, plain.tfr10_half_range}, plain, bytes);
+  state.counters["bytes"] = bytes.differing;
+  state.counters["image_bytes"] = bytes.all;
   state.counters["worst"] = worst;
   state.counters["beyond_1e-6"] = beyond;
   state.counters["values"] = static_cast<double>(2 * fast.tfr3.values.size());

@@ -6,6 +6,7 @@
 #include "analysis/tfr_fast.h"
 #include "analysis/tfr_image.h"
 #include "tests/analysis/synthetic_ecg.h"
+#include "tests/session/scarce_memory.h"
 #include "tests/session/session_fixture.h"
 
 namespace tvn {
@@ -62,6 +63,22 @@ TEST_F(TfrJobTest, PublishesTwoPicturesAndTheLogPowerOfEachCycle) {
   EXPECT_TRUE(get(&Engine::tfr_image_high_time).starts_with(begin));
   EXPECT_TRUE(get(&Engine::tfr_image_high_frequency).starts_with(begin));
   EXPECT_NE(get(&Engine::tfr_image_high_time), get(&Engine::tfr_image_high_frequency));
+}
+
+// For each limit the job fails somewhere else: at the signal, at the spectra, at the pictures.
+TEST_F(TfrJobTest, RunningOutOfMemoryIsAnErrorOfTheJobOnly) {
+  set_replay(synthetic::make_ecg(100.0));
+  for (const std::size_t largest : {50'000, 400'000, 1'600'000}) {
+    const ScarceMemory scarce(largest);
+    start_tfr_job(engine_);
+    ASSERT_TRUE(wait_until([this] { return status() != "computing"; }));
+    EXPECT_EQ(status(), "error") << largest;
+    EXPECT_EQ(error(), k_too_short);
+    EXPECT_FALSE(get(&Engine::tfr_ready));
+  }
+  start_tfr_job(engine_);
+  ASSERT_TRUE(wait_until([this] { return status() != "computing"; }));
+  EXPECT_EQ(status(), "done");
 }
 
 TEST_F(TfrJobTest, StartsNothingWhileOneComputes) {
