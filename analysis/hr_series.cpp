@@ -81,9 +81,13 @@ std::vector<double> smooth(const std::vector<double>& values) {
 
 std::vector<double> build_hr_series(std::span<const double> ecg_samples,
                                     std::span<const double> rr_seconds, double fs) {
+  return build_hr_series(ecg_samples.size(), rr_seconds, fs);
+}
+
+std::vector<double> build_hr_series(std::size_t n_samples, std::span<const double> rr_seconds,
+                                    double fs) {
   if (rr_seconds.empty()) return {};
-  std::vector<double> rates =
-      rates_on_grid(beat_rates(rr_seconds), time_grid(ecg_samples.size(), fs));
+  std::vector<double> rates = rates_on_grid(beat_rates(rr_seconds), time_grid(n_samples, fs));
   if (rates.size() > k_reflected_points) rates = smooth(rates);
   bridge_bumps(rates, k_bump_window_points, std::numeric_limits<double>::infinity());
   return rates;

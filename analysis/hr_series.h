@@ -33,4 +33,8 @@ inline constexpr double k_hr_smoothing_divisor = 4.500000000000001;
 std::vector<double> build_hr_series(std::span<const double> ecg_samples,
                                     std::span<const double> rr_seconds, double fs);
 
+// The same for a recording of n_samples, of which there need be no ECG.
+std::vector<double> build_hr_series(std::size_t n_samples, std::span<const double> rr_seconds,
+                                    double fs);
+
 }  // namespace tvn

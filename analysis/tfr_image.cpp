@@ -147,6 +147,24 @@ double normative_log_power(int sex_code, double age) {
   return 3.458 + 0.3903 * age - 0.008024 * age * age + 4.505e-5 * age * age * age;
 }
 
+int sex_code_of(std::string_view sex) {
+  return sex == "F" ? k_sex_code_female : k_sex_code_male;
+}
+
+TfrImageSettings high_time_settings(TfrImageSettings settings, const TfrPictures& pictures) {
+  settings.expected_row = pictures.expected_row;
+  settings.centre = pictures.tfr3_centre;
+  settings.half_range = pictures.tfr3_half_range;
+  return settings;
+}
+
+TfrImageSettings high_frequency_settings(TfrImageSettings settings, const TfrPictures& pictures) {
+  settings.expected_row = pictures.expected_row;
+  settings.centre = pictures.tfr10_centre;
+  settings.half_range = pictures.tfr10_half_range;
+  return settings;
+}
+
 TfrPicture sample_picture(std::span<const float> matrix, std::size_t rows, std::size_t cols) {
   if (rows == 0 || cols == 0 || matrix.size() / cols < rows) return {};
   TfrPicture picture{rows, std::min(cols, k_tfr_picture_columns), {}};

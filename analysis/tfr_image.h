@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "analysis/rgb_image.h"
@@ -45,6 +46,14 @@ struct TfrImageSettings {
   double fs = 130;              // matrix columns per second
   double vertical_stretch = 1;  // factor of the height; 1.001 and less leave it
 };
+
+// 'F' for exactly "F", 'M' for everything else.
+int sex_code_of(std::string_view sex);
+
+// `settings` with what belongs to the picture of high time resolution, and to that of high
+// frequency resolution: the line of the expected frequency and the picture's own colour scale.
+TfrImageSettings high_time_settings(TfrImageSettings settings, const TfrPictures& pictures);
+TfrImageSettings high_frequency_settings(TfrImageSettings settings, const TfrPictures& pictures);
 
 // The columns of a whole matrix (rows x cols, row-major) that its picture shows. Empty for an empty
 // matrix or one with fewer values than rows x cols.

@@ -67,6 +67,11 @@ bool write_all(int fd, std::string_view bytes) {
   return true;
 }
 
+FileHandle open_to_write(const std::string& path) {
+  constexpr int k_flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK;
+  return FileHandle(::open(path.c_str(), k_flags, 0666));
+}
+
 }  // namespace
 
 bool read_file(const std::string& path, std::string& out) {
@@ -83,9 +88,16 @@ bool is_readable_file(const std::string& path) {
 }
 
 bool write_file(const std::string& path, std::string_view bytes) {
-  const FileHandle handle(
-      ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
+  const FileHandle handle = open_to_write(path);
   return handle.is_open() && write_all(handle.get(), bytes);
+}
+
+bool write_whole_file(const std::string& path, std::string_view bytes) {
+  const FileHandle handle = open_to_write(path);
+  if (!handle.is_open()) return false;
+  if (write_all(handle.get(), bytes)) return true;
+  ::unlink(path.c_str());
+  return false;
 }
 
 }  // namespace tvn

@@ -19,4 +19,8 @@ bool is_readable_file(const std::string& path);
 // could not be opened or not written whole.
 bool write_file(const std::string& path, std::string_view bytes);
 
+// The same, but what could not be written whole, on a full disk, is removed: half a recording would
+// pass for a whole one.
+bool write_whole_file(const std::string& path, std::string_view bytes);
+
 }  // namespace tvn

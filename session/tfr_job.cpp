@@ -27,8 +27,7 @@ std::optional<TfrJobInput> begin_job(Engine& engine) {
     engine.tfr_error = "Not enough data recorded yet.";
     return std::nullopt;
   }
-  const int sex_code = engine.sex == "F" ? k_sex_code_female : k_sex_code_male;
-  TfrJobInput input{recorded_ecg(engine), engine.cycle_seconds, sex_code,
+  TfrJobInput input{recorded_ecg(engine), engine.cycle_seconds, sex_code_of(engine.sex),
                     engine.age,           engine.run_number,    k_too_short};
   engine.tfr_status = "computing";
   engine.tfr_error.clear();
@@ -63,21 +62,15 @@ std::string data_url(const TfrPicture& picture, std::size_t cols,
 // Both pictures; compressing takes longest, so they are made side by side.
 void draw_pictures(const TfrPictures& tfr, const TfrJobInput& input, TfrJobResult& result) {
   TfrImageSettings settings;
-  settings.expected_row = tfr.expected_row;
   settings.sex_code = input.sex_code;
   settings.age = input.age;
   settings.cycle_seconds = input.cycle_seconds;
   settings.fs = k_ecg_rate;
   settings.vertical_stretch = k_vertical_stretch;
-  TfrImageSettings settings3 = settings;
-  settings3.centre = tfr.tfr3_centre;
-  settings3.half_range = tfr.tfr3_half_range;
-  TfrImageSettings settings10 = settings;
-  settings10.centre = tfr.tfr10_centre;
-  settings10.half_range = tfr.tfr10_half_range;
   auto high_time =
-      std::async(std::launch::async, [&] { return data_url(tfr.tfr3, tfr.cols, settings3); });
-  result.image_high_frequency = data_url(tfr.tfr10, tfr.cols, settings10);
+      std::async([&] { return data_url(tfr.tfr3, tfr.cols, high_time_settings(settings, tfr)); });
+  result.image_high_frequency =
+      data_url(tfr.tfr10, tfr.cols, high_frequency_settings(settings, tfr));
   result.image_high_time = high_time.get();
 }
 
