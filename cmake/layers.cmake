@@ -9,5 +9,6 @@ target_link_libraries(tvn_recording_readers PUBLIC tvn_base)
 
 tvn_layer(session tvn_analysis tvn_sensor tvn_recording_readers)
 tvn_layer(export tvn_session ZLIB::ZLIB)
-tvn_layer(web tvn_export tvn_assets)
+tvn_layer(batch tvn_export tvn_recording_readers)
+tvn_layer(web tvn_batch tvn_assets)
 tvn_layer(host tvn_web)

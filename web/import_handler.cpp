@@ -7,9 +7,12 @@
 #include "base/files.h"
 #include "base/json.h"
 #include "base/names.h"
+#include "batch/batch_job.h"
+#include "session/run_params.h"
 #include "session/runs.h"
 #include "web/job_handlers.h"
 #include "web/recording_readers.h"
+#include "web/upload_handlers.h"
 
 namespace tvn {
 namespace {
@@ -28,14 +31,26 @@ std::string base_name(const std::string& file_name) {
   return sanitise_name(file_name.substr(0, file_name.rfind('.')));
 }
 
+// A Kubios export has no ECG to play: it becomes a report of its own by way of a batch.
 Reply import_kubios(const Request& request, Site& site) {
-  if (site.engine.batch_running) return refusal(k_batch_already_running);
+  Engine& engine = site.engine;
   const std::size_t beats = parse_kubios_rr(request.body).size();
   if (beats < k_fewest_intervals) {
     return refusal("This looks like a Kubios file but no RR-interval column was found.");
   }
-  return refusal("This is a Kubios export of " + std::to_string(beats) + " beats. " +
-                 std::string(k_batch_not_available));
+  const MutexLock<Mutex> uploads(site.upload_control);
+  if (engine.batch_running) return refusal(k_batch_already_running);
+  const std::string name = base_name(picked_file_name(request.query));
+  renew_upload_dir(engine);
+  write_file(upload_dir(engine) + "/" + name + ".csv", request.body);
+  {
+    const SessionLock hold(engine.lock);
+    apply_params(engine, request.query);
+  }
+  if (!start_batch(engine, upload_dir(engine), true, name)) {
+    return refusal(k_batch_already_running);
+  }
+  return json_reply(R"({"ok":true,"kubios":true,"beats":)" + std::to_string(beats) + "}");
 }
 
 std::string samples_text(const std::vector<double>& samples) {

@@ -1,16 +1,30 @@
 #include "web/job_handlers.h"
 
 #include "base/json.h"
+#include "base/names.h"
+#include "batch/batch_job.h"
+#include "export/export_job.h"
+#include "session/run_params.h"
 #include "session/tfr_job.h"
 #include "web/folder_chooser.h"
+#include "web/upload_handlers.h"
 
 namespace tvn {
 namespace {
 
-constexpr std::string_view k_export_not_available = "Export is not available in this version.";
-
 Reply batch_refusal(std::string_view reason) {
   return json_reply(R"({"ok":false,"reason":)" + json_quote(reason) + "}");
+}
+
+Reply batch_reply(bool started) {
+  return started ? json_reply(R"({"ok":true})") : batch_refusal(k_batch_already_running);
+}
+
+std::string batch_name(const QueryParams& query) {
+  for (const char* key : {"batchname", "patient"}) {
+    if (has_param(query, key)) return sanitise_name(text_param(query, key));
+  }
+  return "import";
 }
 
 std::string error_member(const std::string& error) {
@@ -44,11 +58,8 @@ Reply handle_tfr_images(const Request&, Site& site) {
 }
 
 Reply handle_export(const Request&, Site& site) {
-  Engine& engine = site.engine;
-  const SessionLock hold(engine.lock);
-  engine.export_status = "error";
-  engine.export_error = k_export_not_available;
-  return json_reply(R"({"ok":false,"error":)" + json_quote(engine.export_error) + "}");
+  start_export(site.engine);
+  return json_reply(R"({"ok":true,"status":"exporting"})");
 }
 
 Reply handle_export_status(const Request&, Site& site) {
@@ -61,15 +72,22 @@ Reply handle_export_status(const Request&, Site& site) {
 }
 
 Reply handle_batch_start(const Request& request, Site& site) {
-  if (site.engine.batch_running) return batch_refusal(k_batch_already_running);
+  if (site.engine.batch_running) return batch_reply(false);
   const bool named = has_param(request.query, "root");
   const std::string root = named ? text_param(request.query, "root") : choose_folder();
   if (root.empty()) return batch_refusal("No folder selected.");
-  return batch_refusal(k_batch_not_available);
+  return batch_reply(start_batch(site.engine, root, false, ""));
 }
 
-Reply handle_batch_run(const Request&, Site& site) {
-  return batch_refusal(site.engine.batch_running ? k_batch_already_running : k_batch_not_available);
+Reply handle_batch_run(const Request& request, Site& site) {
+  Engine& engine = site.engine;
+  if (engine.batch_running) return batch_reply(false);
+  {
+    const SessionLock hold(engine.lock);
+    apply_params(engine, request.query);
+  }
+  const bool single = text_param(request.query, "mode") == "single";
+  return batch_reply(start_batch(engine, upload_dir(engine), single, batch_name(request.query)));
 }
 
 Reply handle_batch_status(const Request&, Site& site) {

@@ -14,6 +14,9 @@ namespace tvn {
 struct Site {
   Engine& engine;
   std::string web_dir;  // folder of the page's files
+  // Held from making sure that no batch runs to having started one over files put into the upload
+  // folder: of two imports at the same time one must not remove what the other's batch reads.
+  Mutex upload_control = {};
 };
 
 // The reply to `request`; the not-found reply when no path matches. May throw what a handler

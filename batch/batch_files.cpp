@@ -1,0 +1,79 @@
+#include "batch/batch_files.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <system_error>
+#include <utility>
+
+#include "base/names.h"
+
+namespace tvn {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string lower_case(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
+// Folder by folder, each on its own: a folder that vanishes or may not be read ends only itself,
+// where the standard library's recursive walk would end as a whole.
+void walk(const std::string& root, std::vector<fs::path>& files) {
+  std::vector<fs::path> folders = {root};
+  while (!folders.empty()) {
+    const fs::path folder = std::move(folders.back());
+    folders.pop_back();
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+      std::error_code unreadable;
+      if (entry->is_regular_file(unreadable)) {
+        files.push_back(entry->path());
+      } else if (entry->symlink_status(unreadable).type() == fs::file_type::directory) {
+        folders.push_back(entry->path());
+      }
+    }
+  }
+}
+
+std::string group_label(const std::string& parent) {
+  const std::string name(file_name_of(parent));
+  return name.empty() ? "recording" : name;
+}
+
+}  // namespace
+
+bool is_recording_name(std::string_view file_name) {
+  const std::string name = lower_case(file_name);
+  if (name.ends_with("_markers.csv") || name.ends_with("_tvn_logpower.csv")) return false;
+  const std::string extension = fs::path(name).extension().string();
+  if (extension == ".txt") return name.find("hrv") == std::string::npos;
+  return extension == ".csv";
+}
+
+std::vector<BatchGroup> find_recordings(const std::string& root, bool single,
+                                        const std::string& batch_name) {
+  std::vector<fs::path> files;
+  walk(root, files);
+  std::map<std::string, BatchGroup> groups;
+  for (const fs::path& file : files) {
+    if (!is_recording_name(file.filename().string())) continue;
+    const std::string parent = file.parent_path().string();
+    BatchGroup& group = groups[single ? "" : parent];
+    group.label = !single ? group_label(parent) : batch_name.empty() ? "import" : batch_name;
+    group.paths.push_back(file.string());
+  }
+  std::vector<BatchGroup> result;
+  for (auto& [parent, group] : groups) {
+    std::sort(group.paths.begin(), group.paths.end());
+    result.push_back(std::move(group));
+  }
+  return result;
+}
+
+}  // namespace tvn

@@ -1,0 +1,82 @@
+#include "batch/batch_recording.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+#include "analysis/hr_series.h"
+#include "analysis/rr_artifacts.h"
+#include "analysis/statistics.h"
+#include "base/files.h"
+#include "session/engine.h"
+#include "session/markers.h"
+#include "web/recording_readers.h"
+
+namespace tvn {
+namespace {
+
+constexpr std::size_t k_fewest_intervals = 3;
+// No heart beats once in 10 s: such intervals are milliseconds.
+constexpr double k_longest_in_seconds = 10;
+// A day's Holter recording and another: a sum beyond that is no recording, and sizes no buffer.
+constexpr double k_longest_recording = 48 * 3600;
+
+struct Beats {
+  std::string label;
+  std::size_t n_samples = 0;  // of the recording, at 130 per second
+  std::vector<double> rr_seconds;
+  std::vector<Marker> markers;
+};
+
+std::optional<Beats> kubios_beats(std::vector<double> intervals) {
+  const std::size_t n = intervals.size();
+  if (n < k_fewest_intervals) return std::nullopt;
+  if (median(intervals) > k_longest_in_seconds) {
+    for (double& interval : intervals) interval /= 1000;
+  }
+  Beats beats;
+  beats.rr_seconds = correct_rr_artifacts(intervals);
+  const bool positive = std::ranges::all_of(beats.rr_seconds, [](double rr) { return rr > 0; });
+  const double seconds = std::accumulate(beats.rr_seconds.begin(), beats.rr_seconds.end(), 0.0);
+  if (!positive || !(seconds <= k_longest_recording)) return std::nullopt;
+  beats.n_samples = static_cast<std::size_t>(seconds * k_ecg_rate);
+  beats.label = "Kubios RR (" + std::to_string(n) + " beats)";
+  return beats;
+}
+
+Beats ecg_beats(const std::string& path, const std::string& content) {
+  const std::vector<double> ecg = parse_raw_ecg(content);
+  return {std::filesystem::path(path).stem().string(), ecg.size(), rr_intervals_of(ecg),
+          read_markers(path)};
+}
+
+std::optional<Beats> read_beats(const std::string& path) {
+  std::string content;
+  if (!read_file(path, content)) return std::nullopt;
+  if (looks_like_kubios(content)) return kubios_beats(parse_kubios_rr(content));
+  return ecg_beats(path, content);
+}
+
+}  // namespace
+
+std::optional<BatchResult> analyse_file(const std::string& path, const AnalysisSettings& settings) {
+  std::optional<Beats> beats = read_beats(path);
+  if (!beats) return std::nullopt;
+  const auto rhythm = analyse_rhythm(beats->n_samples, beats->rr_seconds, settings.cycle_seconds);
+  if (!rhythm) return std::nullopt;
+  const std::vector<double> hr_series =
+      build_hr_series(beats->n_samples, beats->rr_seconds, k_ecg_rate);
+  const RhythmImages images = draw_rhythm(rhythm->tfr, settings);
+  const std::vector<PdfMarker> markers = report_markers(beats->markers);
+  const BatchRecording recording{
+      beats->label,     rhythm->tfr.cycle_log_power, rhythm->mean_log_power, hr_series, markers,
+      images.high_time, images.high_frequency};
+  BatchReportEntry entry = batch_report_entry(recording, settings.cycle_seconds);
+  LogPowerColumn column{beats->label, rhythm->tfr.cycle_log_power, rhythm->mean_log_power,
+                        std::move(beats->markers), beats->label + "_markers"};
+  return BatchResult{std::move(column), std::move(entry)};
+}
+
+}  // namespace tvn

@@ -1,0 +1,143 @@
+#include "export/export_job.h"
+
+#include <ctime>
+#include <exception>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "analysis/hr_series.h"
+#include "base/json.h"
+#include "export/edf.h"
+#include "export/export_folder.h"
+#include "export/recording_analysis.h"
+#include "export/report.h"
+
+namespace tvn {
+namespace {
+
+// What the job is to work on, with the state set to "exporting"; none while an export is under way.
+std::optional<ExportSnapshot> begin_export(Engine& engine) {
+  const SessionLock hold(engine.lock);
+  if (engine.export_status == "exporting") return std::nullopt;
+  ExportSnapshot snapshot{
+      take_recording(engine),
+      {engine.sex, engine.age, engine.indur, engine.outdur, engine.cycle_seconds},
+      recording_base_name(engine),
+      static_cast<std::uint64_t>(engine.run_started_at)};
+  engine.export_status = "exporting";
+  engine.export_result.clear();
+  engine.export_error.clear();
+  return snapshot;
+}
+
+void publish(Engine& engine, std::uint64_t run_number, const char* status, std::string result,
+             std::string error) {
+  const SessionLock hold(engine.lock);
+  if (engine.run_number != run_number) return;
+  engine.export_status = status;
+  engine.export_result = std::move(result);
+  engine.export_error = std::move(error);
+}
+
+std::vector<EdfAnnotation> edf_annotations(const std::vector<Marker>& markers) {
+  std::vector<EdfAnnotation> annotations;
+  for (const Marker& marker : markers) {
+    annotations.push_back(
+        {static_cast<double>(marker.sample_index) / k_ecg_rate, std::to_string(marker.key)});
+  }
+  return annotations;
+}
+
+void write_recording(const ExportSnapshot& snapshot, const std::vector<double>& hr_series,
+                     FolderWriter& folder) {
+  const std::string& name = snapshot.name;
+  const std::vector<Marker>& markers = snapshot.recording.markers;
+  const std::span<const double> ecg = snapshot.recording.ecg.samples();
+  folder.write(name + "_ECG.txt", ecg_text(ecg));
+  folder.write(name + "_HR.txt", hr_text(hr_series));
+  folder.write(name + "_markers.csv", marker_file_text(markers));
+  const std::string edf = edf_file(ecg, static_cast<std::int32_t>(k_ecg_rate), name,
+                                   edf_annotations(markers), snapshot.start_time);
+  if (!edf.empty()) folder.write(name + ".edf", edf);
+}
+
+// The part that needs beats and a whole breathing cycle.
+void write_rhythm(const ExportSnapshot& snapshot, const std::vector<double>& rr_seconds,
+                  std::vector<double> hr_series, FolderWriter& folder) {
+  const ReportSettings& settings = snapshot.settings;
+  const std::vector<Marker>& markers = snapshot.recording.markers;
+  const std::size_t n_samples = snapshot.recording.ecg.size();
+  std::optional<RhythmAnalysis> rhythm =
+      analyse_rhythm(n_samples, rr_seconds, settings.cycle_seconds);
+  if (!rhythm) return;
+  const std::vector<double>& cycles = rhythm->tfr.cycle_log_power;
+  const LogPowerColumn column{snapshot.name, cycles, rhythm->mean_log_power, markers, "markers"};
+  folder.write(snapshot.name + "_TVN_logpower.csv",
+               log_power_table({&column, 1}, settings.cycle_seconds));
+  Report report;
+  report.name = snapshot.name;
+  report.table = recording_table(settings, std::time(nullptr), cycles.size(), n_samples,
+                                 rr_seconds.size(), markers);
+  report.cycle_values = cycles;
+  report.mean = rhythm->mean_log_power;
+  report.hr_series = std::move(hr_series);
+  report.sex = sex_letter(settings.sex);
+  report.age = settings.age;
+  report.cycle_seconds = settings.cycle_seconds;
+  report.markers = report_markers(markers);
+  RhythmImages images =
+      draw_rhythm(rhythm->tfr, {report.sex, settings.age, settings.cycle_seconds});
+  report.high_time = std::move(images.high_time);
+  report.high_frequency = std::move(images.high_frequency);
+  folder.write(snapshot.name + "_report.pdf", report_pdf(report));
+}
+
+// The result as JSON. The folder is told by its plain name even when another of that name made it
+// <name>-2_export.
+std::string export_result(const std::string& name, const std::vector<std::string>& failed) {
+  std::string result = R"({"folder":)" + json_quote(name + "_export");
+  for (std::size_t i = 0; i < failed.size(); ++i) {
+    result += i == 0 ? R"(,"errors":[)" : ",";
+    result += json_quote(failed[i] + " could not be written.");
+  }
+  return result + (failed.empty() ? "}" : "]}");
+}
+
+std::string write_export(Engine& engine, const ExportSnapshot& snapshot) {
+  save_recording(engine, snapshot.recording);
+  FolderWriter folder(make_export_folder(engine.data_dir + "/exports", snapshot.name));
+  const std::span<const double> ecg = snapshot.recording.ecg.samples();
+  const std::vector<double> rr_seconds = rr_intervals_of(ecg);
+  std::vector<double> hr_series = build_hr_series(ecg, rr_seconds, k_ecg_rate);
+  write_recording(snapshot, hr_series, folder);
+  write_rhythm(snapshot, rr_seconds, std::move(hr_series), folder);
+  return export_result(snapshot.name, folder.failed());
+}
+
+}  // namespace
+
+void start_export(Engine& engine) {
+  std::optional<ExportSnapshot> snapshot = begin_export(engine);
+  if (!snapshot) return;
+  const std::uint64_t run_number = snapshot->recording.run_number;
+  try {
+    std::thread([&engine, snapshot = std::move(*snapshot)]() mutable {
+      run_export(engine, std::move(snapshot));
+    }).detach();
+  } catch (const std::exception& no_thread) {
+    publish(engine, run_number, "error", "", no_thread.what());
+    throw;
+  }
+}
+
+void run_export(Engine& engine, ExportSnapshot snapshot) noexcept {
+  const std::uint64_t run_number = snapshot.recording.run_number;
+  try {
+    publish(engine, run_number, "done", write_export(engine, snapshot), "");
+  } catch (const std::exception& failure) {
+    publish(engine, run_number, "error", "", failure.what());
+  }
+}
+
+}  // namespace tvn

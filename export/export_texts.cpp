@@ -1,0 +1,122 @@
+#include "export/export_texts.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/clock.h"
+#include "base/json.h"
+#include "base/rounding.h"
+#include "export/number_text.h"
+#include "session/engine.h"
+
+namespace tvn {
+namespace {
+
+constexpr int k_digits = 6;
+constexpr std::size_t k_most_listed_markers = 12;  // what a line of the report holds
+
+double seconds_of(const Marker& marker) {
+  return static_cast<double>(marker.sample_index) / k_ecg_rate;
+}
+
+std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+std::string value_field(double value) {
+  return std::isnan(value) ? "" : general_text(value, k_digits);
+}
+
+std::string markers_within(std::span<const Marker> markers, double from, double to) {
+  std::string text;
+  for (const Marker& marker : markers) {
+    const double seconds = seconds_of(marker);
+    if (seconds < from || seconds >= to) continue;
+    if (!text.empty()) text += ' ';
+    text += std::to_string(marker.key);
+  }
+  return text;
+}
+
+std::string listed_markers(std::span<const Marker> markers) {
+  std::string text;
+  for (std::size_t i = 0; i < std::min(markers.size(), k_most_listed_markers); ++i) {
+    if (i > 0) text += ", ";
+    text += std::to_string(markers[i].key) + " @ " + fixed_text(seconds_of(markers[i]), 1) + " s";
+  }
+  return markers.size() > k_most_listed_markers ? text + ", ..." : text;
+}
+
+}  // namespace
+
+std::string hr_text(std::span<const double> hr_series) {
+  std::string text;
+  text.reserve(hr_series.size() * 8);
+  for (const double rate : hr_series) text += general_text(rate, k_digits) + '\n';
+  return text;
+}
+
+std::string log_power_table(std::span<const LogPowerColumn> columns, double cycle_seconds) {
+  std::size_t n_cycles = 0;
+  std::string text = "cycle";
+  for (const LogPowerColumn& column : columns) {
+    n_cycles = std::max(n_cycles, column.values.size());
+    text += ',' + csv_field(column.heading);
+    if (!column.markers.empty()) text += ',' + csv_field(column.markers_heading);
+  }
+  text += '\n';
+  for (std::size_t i = 0; i < n_cycles; ++i) {
+    const double from = static_cast<double>(i) * cycle_seconds;
+    const double to = static_cast<double>(i + 1) * cycle_seconds;
+    text += std::to_string(i);
+    for (const LogPowerColumn& column : columns) {
+      text += ',' + (i < column.values.size() ? value_field(column.values[i]) : "");
+      if (!column.markers.empty()) text += ',' + markers_within(column.markers, from, to);
+    }
+    text += '\n';
+  }
+  text += "pow";
+  for (const LogPowerColumn& column : columns) {
+    text += ',' + value_field(column.mean);
+    if (!column.markers.empty()) text += ',';
+  }
+  return text + '\n';
+}
+
+ReportTable batch_table(const ReportSettings& settings, std::time_t date) {
+  return {{"Date", local_time_text(date, "%Y-%m-%d %H:%M")},
+          {"Sex / Age", settings.sex + " / " + std::to_string(settings.age)},
+          {"Periods",
+           "in " + json_number(settings.indur) + " s / out " + json_number(settings.outdur) + " s"},
+          {"Cycle length", json_number(settings.cycle_seconds) + " s"}};
+}
+
+ReportTable recording_table(const ReportSettings& settings, std::time_t date, std::size_t n_cycles,
+                            std::size_t n_samples, std::size_t r_peaks,
+                            std::span<const Marker> markers) {
+  ReportTable table = batch_table(settings, date);
+  const double frequency = round_to(1 / settings.cycle_seconds, 10000);
+  const double duration = round_to(static_cast<double>(n_samples) / k_ecg_rate, 10);
+  table.emplace_back("Expected frequency", json_number(frequency) + " Hz");
+  table.emplace_back("Cycles recorded", std::to_string(n_cycles));
+  table.emplace_back("Duration", json_number(duration) + " s");
+  table.emplace_back("R-peaks", std::to_string(r_peaks));
+  if (!markers.empty()) table.emplace_back("Markers", listed_markers(markers));
+  return table;
+}
+
+std::vector<PdfMarker> report_markers(std::span<const Marker> markers) {
+  std::vector<PdfMarker> result;
+  for (const Marker& marker : markers) {
+    result.push_back({seconds_of(marker), std::to_string(marker.key)});
+  }
+  return result;
+}
+
+}  // namespace tvn
