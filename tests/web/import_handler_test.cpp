@@ -44,6 +44,22 @@ TEST_F(ImportHandlerTest, RefusesAnImportThatIsNoRecording) {
   EXPECT_FALSE(engine_.running);
 }
 
+TEST_F(ImportHandlerTest, MakesAReportOfAKubiosExport) {
+  std::string text = "Kubios\nRR INTERVAL DATA\n";
+  for (int i = 0; i < 60; ++i) text += ",1," + std::to_string(780 + i % 9 * 10) + "\n";
+  body("/batch_upload?rel=old/a.txt", "x");
+  EXPECT_EQ(body("/import?fname=Anna+M.csv&age=50&sex=F", text),
+            R"({"ok":true,"kubios":true,"beats":60})");
+  ASSERT_TRUE(done("/batch_status"));
+  EXPECT_TRUE(fs::exists(folder_ / "exports/Anna_M_export/Anna_M_report.pdf"));
+  EXPECT_EQ(get(&Engine::age), 50);
+  std::string stored;
+  ASSERT_TRUE(read_file(upload_dir(engine_) + "/Anna_M.csv", stored));
+  EXPECT_EQ(stored, text);
+  EXPECT_FALSE(fs::exists(upload_dir(engine_) + "/old"));
+  EXPECT_FALSE(engine_.running);
+}
+
 TEST_F(ImportHandlerTest, AKubiosImportDuringABatchLeavesTheUploadsAlone) {
   body("/batch_upload?rel=a.txt", "x");
   engine_.batch_running = true;

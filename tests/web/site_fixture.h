@@ -3,11 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
 
 #include "base/files.h"
 #include "session/runs.h"
+#include "tests/analysis/synthetic_ecg.h"
 #include "tests/temporary_folder.h"
 #include "web/router.h"
 
@@ -39,6 +42,29 @@ class SiteTest : public testing::Test {
   }
   void write_saved(const std::string& name, const std::string& content) {
     ASSERT_TRUE(write_file(recordings_dir(engine_) + "/" + name, content));
+  }
+  // Waits up to ten seconds for a job to end.
+  bool done(const std::string& status_path) {
+    const auto busy = [&] {
+      const std::string status = body(status_path);
+      return status.starts_with(R"({"status":"exporting")") ||
+             status.starts_with(R"({"status":"running")");
+    };
+    for (int i = 0; i < 1000 && (busy() || engine_.batch_running); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return !busy();
+  }
+  // Reads a member under the lock.
+  template <typename T>
+  T get(T Engine::*member) {
+    const SessionLock hold(engine_.lock);
+    return engine_.*member;
+  }
+  static std::string synthetic_ecg_text(double seconds) {
+    std::string text;
+    for (const double sample : synthetic::make_ecg(seconds)) text += std::to_string(sample) + "\n";
+    return text;
   }
   static std::string flat_ecg(int lines) {
     std::string text;
