@@ -20,15 +20,10 @@ namespace {
 std::optional<ExportSnapshot> begin_export(Engine& engine) {
   const SessionLock hold(engine.lock);
   if (engine.export_status == "exporting") return std::nullopt;
-  ExportSnapshot snapshot{
-      take_recording(engine),
-      {engine.sex, engine.age, engine.indur, engine.outdur, engine.cycle_seconds},
-      recording_base_name(engine),
-      static_cast<std::uint64_t>(engine.run_started_at)};
   engine.export_status = "exporting";
   engine.export_result.clear();
   engine.export_error.clear();
-  return snapshot;
+  return take_export(engine);
 }
 
 void publish(Engine& engine, std::uint64_t run_number, const char* status, std::string result,
@@ -116,6 +111,13 @@ std::string write_export(Engine& engine, const ExportSnapshot& snapshot) {
 }
 
 }  // namespace
+
+ExportSnapshot take_export(const Engine& engine) {
+  return {take_recording(engine),
+          {engine.sex, engine.age, engine.indur, engine.outdur, engine.cycle_seconds},
+          recording_base_name(engine),
+          static_cast<std::uint64_t>(engine.run_started_at)};
+}
 
 void start_export(Engine& engine) {
   std::optional<ExportSnapshot> snapshot = begin_export(engine);

@@ -19,6 +19,9 @@ struct ExportSnapshot {
   std::uint64_t start_time = 0;  // seconds since 1970
 };
 
+// The session as an export at this moment would write it. Copies no samples.
+ExportSnapshot take_export(const Engine& engine) TVN_REQUIRES(engine.lock);
+
 // Starts the job on a detached thread, unless an export is under way. Its state is in the session:
 // "exporting", then "done" with {"folder":"<name>_export"} (and the "errors" of files that could
 // not be written) or "error" with a text. Throws std::system_error when no thread can be had; the
