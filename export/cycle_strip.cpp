@@ -18,6 +18,7 @@ constexpr std::size_t k_fewest_thinned = 19;  // from here on odd numbers are le
 constexpr double k_narrow_slot = 20;
 constexpr double k_number_size = 8;
 constexpr double k_number_gap = 2;  // between numbers, at least
+constexpr double k_value_gap = 1;   // between values, at least
 constexpr double k_dark = 0.55;     // luminance below which text is white
 constexpr int k_value_digits = 2;
 
@@ -40,7 +41,7 @@ struct StripLabels {
 bool values_fit(std::span<const double> values, double size, double slot) {
   return std::ranges::all_of(values, [&](double value) {
     return !std::isfinite(value) ||
-           helvetica_width(general_text(value, k_value_digits), false, size) <= slot;
+           helvetica_width(general_text(value, k_value_digits), false, size) + k_value_gap <= slot;
   });
 }
 

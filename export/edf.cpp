@@ -57,12 +57,9 @@ std::tm local_time(std::uint64_t start_time) {
   return parts;
 }
 
-// The name is the field's fourth part. Readers refuse a file whose fourth part is empty, as it
-// would be for a name that begins with an umlaut: such bytes become "_" up to the first that shows.
 std::string patient_field(std::string_view name) {
   std::string shown(name.empty() ? "X" : name);
   std::replace(shown.begin(), shown.end(), ' ', '_');
-  std::fill(shown.begin(), std::ranges::find_if(shown, is_shown), '_');
   return field("X X X " + shown, 80);
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/files.h"
+#include "base/names.h"
 #include "export/edf.h"
 #include "tests/temporary_folder.h"
 
@@ -57,7 +58,7 @@ std::string random_name(Random& random) {
 // From 1 sample to 2 hours, short sessions as often as long ones.
 Session random_session(Random& random, int number) {
   Session session;
-  session.name = random_name(random);
+  session.name = sanitise_name(random_name(random));  // as exports name their files
   const double longest = std::log(k_longest_minutes * 60 * 130);
   const auto drawn = static_cast<std::size_t>(std::exp(random.between(0, longest)));
   const std::size_t n = number == 0 ? 1 : number == 1 ? 2 * 3600 * 130 : drawn;
