@@ -40,12 +40,35 @@ double weighted_sum(const double* values, const std::vector<double>& taps) {
   return sum;
 }
 
+// The sums of the last n, n - 1, ..., 0 taps.
+std::vector<double> sums_from_the_end(const std::vector<double>& taps) {
+  std::vector<double> sums(taps.size() + 1);
+  for (std::size_t i = taps.size(); i-- > 0;) sums[i] = sums[i + 1] + taps[i];
+  return sums;
+}
+
 // 1 as far as a wavelet reaches, from there on down to 0 within the room to fade out in.
 double fade(double steps_beyond) {
   if (steps_beyond <= 0) return 1;
   const double part =
       std::min(steps_beyond / static_cast<double>(k_fade_steps - k_half_kernel), 1.0);
   return 0.5 * (1 + std::cos(k_pi * part));
+}
+
+// `values` from n grid steps, of which `before` lie ahead of the heart rate, faded out at the ends.
+SplitComplex cut_piece(const CoarseSignal& signal, const std::vector<double>& values, std::size_t n,
+                       std::size_t before) {
+  SplitComplex data{std::vector<double>(n), std::vector<double>(n)};
+  const double fade_from =
+      static_cast<double>(before) - static_cast<double>(k_fade_steps - k_half_kernel);
+  const double end = static_cast<double>(signal.n_signal) / static_cast<double>(signal.step);
+  for (std::size_t j = 0; j < n; ++j) {
+    const std::size_t at = j + signal.origin;
+    if (at < before || at - before >= values.size()) continue;
+    const double from_start = static_cast<double>(j) - static_cast<double>(before);
+    data.re[j] = values[at - before] * fade(std::fmax(-from_start, from_start - end) - fade_from);
+  }
+  return data;
 }
 
 }  // namespace
@@ -71,10 +94,16 @@ CoarseSignal make_coarse_signal(std::span<const double> signal,
   coarse.values.resize(n_steps);
   const double flat_steps = static_cast<double>(coarse.flat) / static_cast<double>(coarse.step);
   const double end = static_cast<double>(signal.size()) / static_cast<double>(coarse.step);
+  coarse.jump = prolonged[samples_before] - prolonged[samples_before - 1];
+  coarse.step_values.resize(n_steps);
+  const std::vector<double> step_response = sums_from_the_end(taps);
   for (std::size_t j = 0; j < n_steps; ++j) {
     const double at = static_cast<double>(j) - static_cast<double>(steps_before);
-    coarse.values[j] = weighted_sum(prolonged.data() + j * coarse.step, taps) *
-                       fade(std::fmax(-at, at - end) - flat_steps);
+    const double faded = fade(std::fmax(-at, at - end) - flat_steps);
+    const std::size_t first = j * coarse.step;
+    coarse.values[j] = weighted_sum(prolonged.data() + first, taps) * faded;
+    const std::size_t before_step = samples_before - std::min(first, samples_before);
+    coarse.step_values[j] = step_response[std::min(before_step, taps.size())] * faded;
   }
   return coarse;
 }
@@ -92,26 +121,22 @@ PieceSpectrum make_piece_spectrum(const CoarseSignal& signal, std::size_t n) {
   piece.period = n * signal.step;
   const std::size_t before = (n - std::min(n, signal.n_signal / signal.step)) / 2;
   piece.offset = before * signal.step;
-  SplitComplex data{std::vector<double>(n), std::vector<double>(n)};
-  const double fade_from =
-      static_cast<double>(before) - static_cast<double>(k_fade_steps - k_half_kernel);
-  const double end = static_cast<double>(signal.n_signal) / static_cast<double>(signal.step);
-  for (std::size_t j = 0; j < n; ++j) {
-    const std::size_t at = j + signal.origin;
-    if (at < before || at - before >= signal.values.size()) continue;
-    const double from_start = static_cast<double>(j) - static_cast<double>(before);
-    data.re[j] =
-        signal.values[at - before] * fade(std::fmax(-from_start, from_start - end) - fade_from);
-  }
-  Fft(n).forward(data);
-  piece.bins = {std::vector<double>(n), std::vector<double>(n)};
+  Fft fft(n);
   const std::vector<double> inverse_kernel = tfr_inverse_kernel(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    const std::size_t from = (i + n / 2) % n;
-    piece.bins.re[i] = data.re[from] * inverse_kernel[i];
-    piece.bins.im[i] = data.im[from] * inverse_kernel[i];
-  }
+  const auto spectrum = [&](const std::vector<double>& values, double factor) {
+    SplitComplex data = cut_piece(signal, values, n, before);
+    fft.forward(data);
+    SplitComplex bins{std::vector<double>(n), std::vector<double>(n)};
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::size_t from = (i + n / 2) % n;
+      bins.re[i] = data.re[from] * inverse_kernel[i] * factor;
+      bins.im[i] = data.im[from] * inverse_kernel[i] * factor;
+    }
+    return bins;
+  };
+  piece.bins = spectrum(signal.values, 1);
   piece.bins.re[n / 2] += signal.mean * static_cast<double>(piece.period);
+  piece.step_bins = spectrum(signal.step_values, signal.jump);
   return piece;
 }
 

@@ -17,6 +17,8 @@ struct CoarseSignal {
   std::size_t origin = 0;    // index of the value at the heart rate's first sample
   double mean = 0;           // bpm
   std::vector<double> values;
+  double jump = 0;                  // bpm, at the heart rate's first sample
+  std::vector<double> step_values;  // of a step of height 1 there
 };
 
 // signal: heart rate at fs; boundaries: its cycles (analysis/tfr_signal.h); reach: samples that the
@@ -33,6 +35,7 @@ struct PieceSpectrum {
   // Bins -n / 2 .. n / 2 - 1, in this order: the sums over the samples of one period of
   // signal * exp(-2 pi i k t / period).
   SplitComplex bins;
+  SplitComplex step_bins;  // the same for the signal's jump alone
 };
 
 // The least period, a power of two of grid steps, in which wavelets of this reach (samples) about

@@ -10,8 +10,8 @@ namespace {
 
 // Written out rather than looped: this is run for every value of a picture.
 template <std::size_t... I>
-float weighted_power(const double* weights, const double* re, const double* im,
-                     std::index_sequence<I...>) {
+float weighted_power(const double* weights, const double* re, const double* im, double added_re,
+                     double added_im, std::index_sequence<I...>) {
   Lanes sum_re = {}, sum_im = {};
   const auto add = [&](std::size_t i) {
     const Lanes w = load_lanes(weights + i);
@@ -19,7 +19,8 @@ float weighted_power(const double* weights, const double* re, const double* im,
     sum_im += w * load_lanes(im + i);
   };
   (add(I * k_lanes), ...);
-  const double total_re = sum_re[0] + sum_re[1], total_im = sum_im[0] + sum_im[1];
+  const double total_re = sum_re[0] + sum_re[1] + added_re;
+  const double total_im = sum_im[0] + sum_im[1] + added_im;
   return static_cast<float>(total_re * total_re + total_im * total_im);
 }
 
@@ -51,13 +52,16 @@ std::vector<ColumnSampler::Place> ColumnSampler::places(std::span<const uint32_t
 }
 
 void ColumnSampler::power(const SplitComplex& response, std::span<const Place> places,
+                          const SplitComplex& added, std::size_t first_added,
                           std::span<float> result) const {
-  for (std::size_t c = 0; c < places.size(); ++c) {
+  const auto power_at = [&](std::size_t c, double added_re, double added_im) {
     const Place at = places[c];
     result[c] = weighted_power(weights_.data() + at.weights, response.re.data() + at.first,
-                               response.im.data() + at.first,
+                               response.im.data() + at.first, added_re, added_im,
                                std::make_index_sequence<k_tfr_kernel_points / k_lanes>());
-  }
+  };
+  for (std::size_t c = 0; c < first_added; ++c) power_at(c, 0, 0);
+  for (std::size_t c = first_added; c < places.size(); ++c) power_at(c, added.re[c], added.im[c]);
 }
 
 }  // namespace tvn

@@ -25,9 +25,10 @@ class ColumnSampler {
   // end. Linear.
   std::vector<Place> places(std::span<const uint32_t> columns, std::size_t offset) const;
 
-  // re^2 + im^2 of `response` at every place. Linear.
-  void power(const SplitComplex& response, std::span<const Place> places,
-             std::span<float> result) const;
+  // re^2 + im^2 of `response` at every place, from place `first_added` on with `added` added to re
+  // and im. Linear.
+  void power(const SplitComplex& response, std::span<const Place> places, const SplitComplex& added,
+             std::size_t first_added, std::span<float> result) const;
 
  private:
   std::size_t samples_per_step_;

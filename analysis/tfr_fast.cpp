@@ -11,8 +11,9 @@
 #include "analysis/tfr_bands.h"
 #include "analysis/tfr_columns.h"
 #include "analysis/tfr_fft.h"
+#include "analysis/tfr_jump.h"
 #include "analysis/tfr_kernel.h"
-#include "analysis/tfr_lanes.h"
+#include "analysis/tfr_mills.h"
 #include "analysis/tfr_response.h"
 #include "analysis/tfr_rows.h"
 #include "analysis/tfr_scales.h"
@@ -36,7 +37,7 @@ struct TimeGrid {
   ColumnSampler sampler;
   std::vector<double> inverse_kernel;  // for the bins -n / 2 .. n / 2 - 1 about the wavelet's
   std::vector<double> response;
-  SplitComplex values;
+  SplitComplex behind, values;
   std::vector<ColumnSampler::Place> picture_places;
 
   TimeGrid(std::size_t n, const PieceSpectrum& piece, std::span<const uint32_t> picture_columns)
@@ -44,6 +45,7 @@ struct TimeGrid {
         sampler(piece.period / n),
         inverse_kernel(tfr_inverse_kernel(n)),
         response(n),
+        behind{response, response},
         values{response, response},
         picture_places(sampler.places(picture_columns, piece.offset)) {}
 };
@@ -56,27 +58,37 @@ class PictureMaker {
 
   // The wavelet's response on its time grid, ready to be read.
   void respond(double freq, double n_cycles) {
-    const MorletShape shape = morlet_shape(fs_, freq, n_cycles);
-    piece_ = &piece_for(piece_length(signal_, static_cast<std::size_t>(shape.last_point)));
+    shape_ = morlet_shape(fs_, freq, n_cycles);
+    piece_ = &piece_for(piece_length(signal_, static_cast<std::size_t>(shape_.last_point)));
     grid_ = &grid_for(*piece_);
-    multiply(shape);
+    multiply();
     grid_->fft.backward(grid_->values);
   }
 
-  void read_picture(std::span<float> power) const {
-    grid_->sampler.power(grid_->values, grid_->picture_places, power);
+  void read_picture(std::span<float> power) {
+    read(picture_columns_, grid_->picture_places, power);
   }
 
   // Every column.
-  std::vector<float> read_all() const {
+  std::vector<float> read_all() {
     std::vector<uint32_t> columns(signal_.n_signal);
     std::iota(columns.begin(), columns.end(), 0u);
     std::vector<float> power(signal_.n_signal);
-    grid_->sampler.power(grid_->values, grid_->sampler.places(columns, piece_->offset), power);
+    read(columns, grid_->sampler.places(columns, piece_->offset), power);
     return power;
   }
 
  private:
+  void read(std::span<const uint32_t> columns, std::span<const ColumnSampler::Place> places,
+            std::span<float> power) {
+    taken_.re.resize(columns.size());
+    taken_.im.resize(columns.size());
+    const double frequency = centre_bin_ * k_two_pi / static_cast<double>(piece_->period);
+    const Jump jump{signal_.jump, frequency, frequency * static_cast<double>(piece_->offset)};
+    const std::size_t first = jump_behind_wavelet(shape_, fs_, jump, columns, taken_);
+    grid_->sampler.power(grid_->values, places, taken_, first, power);
+  }
+
   const PieceSpectrum& piece_for(std::size_t n) {
     const auto found = pieces_.find(n);
     return found != pieces_.end()
@@ -94,25 +106,28 @@ class PictureMaker {
                : grids_.try_emplace(piece.n, n, piece, picture_columns_).first->second;
   }
 
-  void multiply(const MorletShape& shape) {
+  void multiply() {
     const std::size_t n = grid_->response.size(), half = n / 2;
     const double bin_width = k_two_pi * fs_ / static_cast<double>(piece_->period);
-    const double centre = std::round(shape.angular_frequency / bin_width);
-    const double first_bin = centre - static_cast<double>(half);
-    morlet_response(shape, fs_, first_bin * bin_width, bin_width,
-                    1 / static_cast<double>(piece_->period), grid_->response);
-    const std::size_t zero_bin = piece_->n / 2;
-    const auto from = static_cast<std::size_t>(first_bin + static_cast<double>(zero_bin));
+    centre_bin_ = std::round(shape_.angular_frequency / bin_width);
+    const double first_bin = centre_bin_ - static_cast<double>(half);
+    morlet_response(shape_, fs_, first_bin * bin_width, bin_width,
+                    1 / static_cast<double>(piece_->period), grid_->response, grid_->behind);
+    const auto from = static_cast<std::size_t>(first_bin + static_cast<double>(piece_->n / 2));
     for (std::size_t i = 0; i < n; i += k_lanes) {
-      const Lanes factor =
-          load_lanes(grid_->response.data() + i) * load_lanes(grid_->inverse_kernel.data() + i);
+      const Lanes inverse_kernel = load_lanes(grid_->inverse_kernel.data() + i);
+      const Lanes response = load_lanes(grid_->response.data() + i);
+      const ComplexLanes signal = load(piece_->bins, from + i);
+      const ComplexLanes jump = load(piece_->step_bins, from + i) * load(grid_->behind, i);
       // Bins below the wavelet's own go to the end, as the transform wants it.
       const std::size_t to = i < half ? i + half : i - half;
-      store_lanes(grid_->values.re.data() + to,
-                  factor * load_lanes(piece_->bins.re.data() + from + i));
-      store_lanes(grid_->values.im.data() + to,
-                  factor * load_lanes(piece_->bins.im.data() + from + i));
+      store_lanes(grid_->values.re.data() + to, inverse_kernel * (response * signal.re + jump.re));
+      store_lanes(grid_->values.im.data() + to, inverse_kernel * (response * signal.im + jump.im));
     }
+  }
+
+  static ComplexLanes load(const SplitComplex& values, std::size_t at) {
+    return {load_lanes(values.re.data() + at), load_lanes(values.im.data() + at)};
   }
 
   const CoarseSignal& signal_;
@@ -120,8 +135,12 @@ class PictureMaker {
   const std::vector<uint32_t>& picture_columns_;
   std::map<std::size_t, PieceSpectrum> pieces_;
   std::map<std::size_t, TimeGrid> grids_;
+  // Of the wavelet whose response is ready.
+  MorletShape shape_ = {};
   const PieceSpectrum* piece_ = nullptr;
   TimeGrid* grid_ = nullptr;
+  double centre_bin_ = 0;
+  SplitComplex taken_;
 };
 
 // What is to be computed, a picture's row at a time, by as many threads as there are to take rows.

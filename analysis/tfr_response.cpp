@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "analysis/tfr_lanes.h"
+#include "analysis/tfr_mills.h"
 
 namespace tvn {
 namespace {
@@ -44,65 +44,34 @@ void add_gaussian(Axis v, double amplitude, std::span<double> response) {
   }
 }
 
-// Mills' ratio E(z) = z P(z^2) / Q(z^2): a convergent of its continued fraction. The coefficients
-// of P and Q run from the highest power down; the highest one is 1.
-struct TwelveLevels {
-  static constexpr double p[] = {65, 1422, 12558, 41685, 35685};
-  static constexpr double q[] = {66, 1485, 13860, 51975, 62370, 10395};
-};
-struct FourLevels {
-  static constexpr double p[] = {5};
-  static constexpr double q[] = {6, 3};
-};
-// From here on four levels are within 5e-9.
+// From here on four levels of Mills' ratio are enough.
 constexpr double k_near = 10;
 
-struct ComplexLanes {
-  Lanes re, im;
-};
-
-inline ComplexLanes operator*(const ComplexLanes& a, const ComplexLanes& b) {
-  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
-}
-
-template <std::size_t n>
-inline ComplexLanes polynomial(const double (&coefficients)[n], const ComplexLanes& s) {
-  ComplexLanes sum{s.re + coefficients[0], s.im};
-  for (std::size_t k = 1; k < n; ++k) {
-    sum = sum * s;
-    sum.re += coefficients[k];
-  }
-  return sum;
-}
-
-struct CutTail {
+struct CutEnd {
   Axis v;
   double end;       // T
   double h;         // the sampling step in standard deviations
-  double strength;  // 2 amplitude exp(-T^2 / 2)
+  double strength;  // amplitude exp(-T^2 / 2)
 };
 
-// Subtracts strength * Re(exp(i v T) E(T - i v) (1 - (z h)^2 / 24)) from the bins [from, to), both
-// even numbers.
+// Takes twice the real part of the sum behind M from the response, and adds its conjugate to
+// `behind`, for the bins [from, to), both even numbers.
 template <typename Levels>
-void subtract_cut_tail(const CutTail& tail, std::size_t from, std::size_t to,
-                       std::span<double> response) {
-  const Axis v = tail.v;
-  const double turn = tail.end * v.step * k_lanes;
+void cut_end(const CutEnd& cut, std::size_t from, std::size_t to, std::span<double> response,
+             SplitComplex& behind) {
+  const Axis v = cut.v;
+  const double turn = cut.end * v.step * k_lanes;
   const ComplexLanes turned{both_lanes(std::cos(turn)), both_lanes(std::sin(turn))};
   const double first = v.first + v.step * static_cast<double>(from), second = first + v.step;
-  const double angle = tail.end * first, next = tail.end * second;
-  ComplexLanes wave{tail.strength * Lanes{std::cos(angle), std::cos(next)},
-                    tail.strength * Lanes{std::sin(angle), std::sin(next)}};
-  const double midpoint = tail.h * tail.h / 24;
+  const double angle = cut.end * first, next = cut.end * second;
+  ComplexLanes wave{cut.strength * Lanes{std::cos(angle), std::cos(next)},
+                    cut.strength * Lanes{std::sin(angle), std::sin(next)}};
   Lanes distance{first, second};
   for (std::size_t i = from; i < to; i += k_lanes) {
-    const ComplexLanes z{both_lanes(tail.end), -distance};
-    const ComplexLanes s{tail.end * tail.end - distance * distance, -2 * tail.end * distance};
-    const ComplexLanes p = polynomial(Levels::p, s), q = polynomial(Levels::q, s);
-    const ComplexLanes a = wave * z * ComplexLanes{1 - midpoint * s.re, -midpoint * s.im} * p;
-    const Lanes taken = (a.re * q.re + a.im * q.im) / (q.re * q.re + q.im * q.im);
-    store_lanes(response.data() + i, load_lanes(response.data() + i) - taken);
+    const ComplexLanes sum = gaussian_end_sum<Levels>(wave, both_lanes(cut.end), distance, cut.h);
+    store_lanes(response.data() + i, load_lanes(response.data() + i) - 2 * sum.re);
+    store_lanes(behind.re.data() + i, load_lanes(behind.re.data() + i) + sum.re);
+    store_lanes(behind.im.data() + i, load_lanes(behind.im.data() + i) - sum.im);
     wave = wave * turned;
     distance += k_lanes * v.step;
   }
@@ -128,19 +97,21 @@ MorletShape morlet_shape(double fs, double freq, double n_cycles) {
 }
 
 void morlet_response(const MorletShape& shape, double fs, double first, double step, double factor,
-                     std::span<double> response) {
+                     std::span<double> response, SplitComplex& behind) {
   std::fill(response.begin(), response.end(), 0.0);
+  std::fill(behind.re.begin(), behind.re.end(), 0.0);
+  std::fill(behind.im.begin(), behind.im.end(), 0.0);
   const double h = 1 / (shape.sigma * fs);
   const double end = (shape.last_point + 0.5) * h;
   const auto add = [&](double centre, double amplitude) {
     const Axis v{(first - centre) * shape.sigma, step * shape.sigma};
     add_gaussian(v, amplitude * std::sqrt(k_two_pi), response);
-    const CutTail tail{v, end, h, 2 * amplitude * std::exp(-end * end / 2)};
+    const CutEnd cut{v, end, h, amplitude * std::exp(-end * end / 2)};
     const std::size_t n = response.size();
     const std::size_t near = even_bin(v, -k_near, n), far = even_bin(v, k_near, n);
-    subtract_cut_tail<FourLevels>(tail, 0, near, response);
-    subtract_cut_tail<TwelveLevels>(tail, near, far, response);
-    subtract_cut_tail<FourLevels>(tail, far, n, response);
+    cut_end<FourLevels>(cut, 0, near, response, behind);
+    cut_end<TwelveLevels>(cut, near, far, response, behind);
+    cut_end<FourLevels>(cut, far, n, response, behind);
   };
   add(shape.angular_frequency, factor * shape.scale / h);
   if (shape.correction > k_negligible) add(0, -shape.correction * factor * shape.scale / h);

@@ -7,17 +7,13 @@
 // With h = 1 / (sigma fs), the sampling step in standard deviations, and v = d sigma, the sum over
 // all m is sqrt(2 pi) exp(-v^2 / 2) / h; the sampling itself adds less than the double's rounding.
 // What the cut takes away is twice the real part of the sum over m > M of exp(-(m h)^2 / 2 + i v m
-// h). It starts half a step behind M, at T = (M + 1/2) h, just about 5. As an integral from T on
-// it is exp(-T^2 / 2 + i v T) E(z) / h with z = T - i v and E(z) = integral over s > 0 of
-// exp(-z s - s^2 / 2), Mills' ratio, whose continued fraction 1 / (z + 1 / (z + 2 / (z + ...)))
-// converges the faster the larger |z| is (Abramowitz and Stegun, 26.2.14). Four levels,
-// (z^3 + 5 z) / (z^4 + 6 z^2 + 3), are exact to 5e-9 for |v| >= 10; nearer, twelve levels leave
-// 3e-11. That the sum is no integral is made good by the factor 1 - (z h)^2 / 24 of the midpoint
-// rule.
+// h), see analysis/tfr_mills.h.
 // The taken away part is a millionth of the whole, but it does not fade with the distance from w0
 // as the Gaussian does: it lets the mean heart rate and strong oscillations elsewhere through.
 #include <cstddef>
 #include <span>
+
+#include "analysis/tfr_fft.h"
 
 namespace tvn {
 
@@ -34,8 +30,9 @@ MorletShape morlet_shape(double fs, double freq, double n_cycles);
 
 // The response W, times `factor`, at the angular frequencies first + i * step (rad/s) for i = 0, 1,
 // ..., response.size() - 1, an even number, within 5e-13 of its maximum, for frequencies up to
-// a few hertz. Linear.
+// a few hertz. behind, of the same size: the spectrum of the part that is cut off behind M, times
+// `factor`. Linear.
 void morlet_response(const MorletShape& shape, double fs, double first, double step, double factor,
-                     std::span<double> response);
+                     std::span<double> response, SplitComplex& behind);
 
 }  // namespace tvn
