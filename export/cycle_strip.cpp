@@ -11,9 +11,7 @@
 namespace tvn {
 namespace {
 
-constexpr double k_gap = 0.6;  // between cells
-// Cells of a longer recording are no wider than the gap, and stand without it.
-constexpr std::size_t k_most_with_gap = 805;
+constexpr double k_gap = 0.6;                 // between cells, unless they are narrower than that
 constexpr std::size_t k_fewest_thinned = 19;  // from here on odd numbers are left out
 constexpr double k_narrow_slot = 20;
 constexpr double k_number_size = 8;
@@ -86,7 +84,7 @@ void draw_cycle_strip(std::string& content, std::span<const double> values, doub
                       const StripPlace& place) {
   if (values.empty()) return;
   const StripLabels labels = labels_of(values, place.width);
-  const double cell = values.size() > k_most_with_gap ? labels.slot : labels.slot - k_gap;
+  const double cell = labels.slot < k_gap ? labels.slot : labels.slot - k_gap;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const double x = place.left + static_cast<double>(i) * labels.slot;
     const double middle = x + labels.slot / 2;

@@ -142,6 +142,18 @@ TEST(CycleStrip, MoreThan805CellsStandWithoutGaps) {
   EXPECT_NEAR(std::stod(width_of_cells(3000)), 0.161, 1e-9);
 }
 
+// In the narrower strips of several recordings that begins with fewer cells: 345 / 0.6 = 575.
+TEST(CycleStrip, CellsOfANarrowStripAreNeverOfNegativeWidth) {
+  const auto width_of_cells = [](std::size_t n) {
+    std::string content;
+    draw_cycle_strip(content, std::vector<double>(n, k_nan), 8, {194, 345, 500, 30});
+    return std::stod(pdf_tokens(content)[6]);  // r g b rg x y w h re f
+  };
+  EXPECT_NEAR(width_of_cells(574), 345.0 / 574 - 0.6, 1e-6);
+  EXPECT_NEAR(width_of_cells(576), 345.0 / 576, 1e-6);
+  EXPECT_NEAR(width_of_cells(805), 345.0 / 805, 1e-6);
+}
+
 TEST(CycleStrip, NoCyclesDrawNothing) {
   EXPECT_EQ(strip({}), "");
 }
