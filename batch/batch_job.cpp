@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -77,12 +78,25 @@ PersonResults analyse_group(Engine& engine, const BatchGroup& group,
   return results;
 }
 
+// The folder for a person's files, made; none when it cannot be, its name being too long for the
+// file system, say. Throws when there is no place for anybody's.
+std::optional<std::string> person_folder(const std::string& exports_dir, const std::string& label) {
+  std::filesystem::create_directories(exports_dir);
+  try {
+    return make_export_folder(exports_dir, label);
+  } catch (const std::filesystem::filesystem_error&) {
+    return std::nullopt;
+  }
+}
+
 // Whether the report was written.
 bool write_person(const std::string& exports_dir, const std::string& group_label,
                   const BatchArguments& arguments, PersonResults results) {
   const ReportSettings& settings = arguments.settings;
   const std::string label = sanitise_name(group_label);
-  FolderWriter folder(make_export_folder(exports_dir, label));
+  const std::optional<std::string> path = person_folder(exports_dir, label);
+  if (!path) return false;
+  FolderWriter folder(*path);
   folder.write(label + "_TVN_logpower.csv",
                log_power_table(results.columns, settings.cycle_seconds));
   const BatchReport report{label, batch_table(settings, std::time(nullptr)),

@@ -209,6 +209,16 @@ TEST_F(BatchJobTest, AReportThatCannotBeWrittenIsNotCounted) {
   expect_done(0, 1);
 }
 
+// With "_export" behind it the name is longer than the 255 bytes that file systems take.
+TEST_F(BatchJobTest, APersonWhoseFolderCannotBeMadeDoesNotStopTheOthers) {
+  add_ecg("A/one.txt");
+  add_ecg(std::string(250, 'B') + "/two.txt");
+  add_ecg("C/three.txt");
+  run();
+  expect_done(2, 3);
+  EXPECT_THAT(exported(), ElementsAre("A_export", "C_export"));
+}
+
 // Messages come in the order of the files and name the person and the file.
 TEST_F(BatchJobTest, TellsWhatItIsDoing) {
   for (int i = 0; i < 6; ++i) add_ecg("A/" + std::to_string(i) + ".txt", 120);
