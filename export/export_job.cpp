@@ -20,10 +20,12 @@ namespace {
 std::optional<ExportSnapshot> begin_export(Engine& engine) {
   const SessionLock hold(engine.lock);
   if (engine.export_status == "exporting") return std::nullopt;
+  // First of all: when there is no memory for it, no export is under way.
+  ExportSnapshot snapshot = take_export(engine);
   engine.export_status = "exporting";
   engine.export_result.clear();
   engine.export_error.clear();
-  return take_export(engine);
+  return snapshot;
 }
 
 void publish(Engine& engine, std::uint64_t run_number, const char* status, std::string result,

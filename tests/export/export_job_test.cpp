@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <new>
 
 #include "analysis/r_peaks.h"
 #include "tests/analysis/synthetic_ecg.h"
+#include "tests/session/scarce_memory.h"
 #include "tests/session/session_fixture.h"
 
 namespace tvn {
@@ -171,6 +173,19 @@ TEST_F(ExportJobTest, OneAtATime) {
   EXPECT_FALSE(fs::exists(exports()));
   const SessionLock hold(engine_.lock);
   engine_.export_status = "idle";
+}
+
+// 16 KB of markers to copy, and no memory for them.
+TEST_F(ExportJobTest, WithoutMemoryToBeginNoExportIsUnderWay) {
+  set_replay(std::vector<double>(400, 1.0));
+  set_markers(std::vector<Marker>(1000, Marker{7, 1}));
+  {
+    const ScarceMemory scarce(8000);
+    EXPECT_THROW(start_export(engine_), std::bad_alloc);
+  }
+  EXPECT_EQ(status(), "idle");
+  export_now();
+  EXPECT_EQ(status(), "done");
 }
 
 TEST_F(ExportJobTest, AFailureIsToldAndTheNextExportStartsAfresh) {
