@@ -81,6 +81,7 @@ Reply handle_batch_start(const Request& request, Site& site) {
 
 Reply handle_batch_run(const Request& request, Site& site) {
   Engine& engine = site.engine;
+  const MutexLock<Mutex> uploads(site.upload_control);
   if (engine.batch_running) return batch_reply(false);
   {
     const SessionLock hold(engine.lock);

@@ -14,8 +14,8 @@ namespace tvn {
 struct Site {
   Engine& engine;
   std::string web_dir;  // folder of the page's files
-  // Held from making sure that no batch runs to having started one over files put into the upload
-  // folder: of two imports at the same time one must not remove what the other's batch reads.
+  // Held from making sure that no batch runs to having started one over the upload folder: an
+  // import must not remove what the batch of another request, begun at the same time, reads.
   Mutex upload_control = {};
 };
 
