@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/failure_text.h"
 #include "base/names.h"
 #include "batch/batch_files.h"
 #include "batch/batch_recording.h"
@@ -99,9 +100,9 @@ bool write_person(const std::string& exports_dir, const std::string& group_label
   FolderWriter folder(*path);
   folder.write(label + "_TVN_logpower.csv",
                log_power_table(results.columns, settings.cycle_seconds));
-  const BatchReport report{label, batch_table(settings, std::time(nullptr)),
-                           sex_letter(settings.sex), settings.age, std::move(results.entries)};
-  return folder.write(label + "_report.pdf", batch_report_pdf(report));
+  BatchReport report{label, batch_table(settings, std::time(nullptr)), sex_letter(settings.sex),
+                     settings.age, std::move(results.entries)};
+  return folder.write(label + "_report.pdf", batch_report_pdf(std::move(report)));
 }
 
 std::size_t write_reports(Engine& engine, const BatchArguments& arguments) {
@@ -130,7 +131,7 @@ bool start_batch(Engine& engine, const std::string& root, bool single, const std
       run_batch(engine, std::move(arguments));
     }).detach();
   } catch (const std::exception& no_thread) {
-    end_batch(engine, "error", std::string("Batch failed: ") + no_thread.what(), "");
+    end_batch(engine, "error", failure_text("Batch failed: ", no_thread), "");
     throw;
   }
   return true;
@@ -143,7 +144,7 @@ void run_batch(Engine& engine, BatchArguments arguments) noexcept {
               "Done — " + reports + " report(s) written to Documents/TVN-Live/exports.",
               R"({"reports":)" + reports + "}");
   } catch (const std::exception& failure) {
-    end_batch(engine, "error", std::string("Batch failed: ") + failure.what(), "");
+    end_batch(engine, "error", failure_text("Batch failed: ", failure), "");
   }
 }
 

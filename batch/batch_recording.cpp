@@ -1,8 +1,10 @@
 #include "batch/batch_recording.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <numeric>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -22,6 +24,9 @@ constexpr std::size_t k_fewest_intervals = 3;
 constexpr double k_longest_in_seconds = 10;
 // A day's Holter recording and another: a sum beyond that is no recording, and sizes no buffer.
 constexpr double k_longest_recording = 48 * 3600;
+
+// 48 h of ECG are some 200 MB; a file far larger would take the machine's memory and be none.
+constexpr std::uintmax_t k_largest_file = 1'000'000'000;
 
 struct Beats {
   std::string label;
@@ -52,9 +57,14 @@ Beats ecg_beats(const std::string& path, const std::string& content) {
           read_markers(path)};
 }
 
+bool is_of_sensible_size(const std::string& path) {
+  std::error_code unreadable;
+  return std::filesystem::file_size(path, unreadable) <= k_largest_file && !unreadable;
+}
+
 std::optional<Beats> read_beats(const std::string& path) {
   std::string content;
-  if (!read_file(path, content)) return std::nullopt;
+  if (!is_of_sensible_size(path) || !read_file(path, content)) return std::nullopt;
   if (looks_like_kubios(content)) return kubios_beats(parse_kubios_rr(content));
   return ecg_beats(path, content);
 }

@@ -100,12 +100,12 @@ class PageList {
 
   void add_strips(std::string content) { add_page(std::move(content), ""); }
 
-  void add_recording(const BatchReportEntry& recording) {
+  void add_recording(BatchReportEntry recording) {
     const std::size_t image = objects_.size() + 3;  // after the page and its content
-    add_page(recording.page_content,
+    add_page(std::move(recording.page_content),
              " /ImA " + pdf_reference(image) + " /ImB " + pdf_reference(image + 1));
-    objects_.push_back(recording.high_time.object);
-    objects_.push_back(recording.high_frequency.object);
+    objects_.push_back(std::move(recording.high_time.object));
+    objects_.push_back(std::move(recording.high_frequency.object));
   }
 
   std::string file() {
@@ -132,10 +132,10 @@ class PageList {
 }  // namespace
 
 BatchReportEntry batch_report_entry(const BatchRecording& recording, double cycle_seconds) {
-  // One after the other: a batch keeps the other cores busy with other recordings.
+  PicturePair pictures = picture_pair(recording.high_time, recording.high_frequency);
   BatchReportEntry entry;
-  entry.high_time = pdf_picture(recording.high_time);
-  entry.high_frequency = pdf_picture(recording.high_frequency);
+  entry.high_time = std::move(pictures.high_time);
+  entry.high_frequency = std::move(pictures.high_frequency);
   entry.name = recording.name;
   entry.cycle_values.assign(recording.cycle_values.begin(), recording.cycle_values.end());
   entry.mean = recording.mean;
@@ -146,16 +146,16 @@ BatchReportEntry batch_report_entry(const BatchRecording& recording, double cycl
   return entry;
 }
 
-std::string batch_report_pdf(const BatchReport& report) {
+std::string batch_report_pdf(BatchReport report) {
   std::vector<std::string> strips = strip_pages(report);
   PageList pages(strips.size() + report.recordings.size());
   for (std::string& content : strips) pages.add_strips(std::move(content));
-  for (const BatchReportEntry& recording : report.recordings) pages.add_recording(recording);
+  for (BatchReportEntry& recording : report.recordings) pages.add_recording(std::move(recording));
   return pages.file();
 }
 
-bool write_batch_report(const std::string& path, const BatchReport& report) {
-  return pdf_write(path, batch_report_pdf(report));
+bool write_batch_report(const std::string& path, BatchReport report) {
+  return pdf_write(path, batch_report_pdf(std::move(report)));
 }
 
 }  // namespace tvn

@@ -50,9 +50,9 @@ struct BatchReport {
 BatchReportEntry batch_report_entry(const BatchRecording& recording, double cycle_seconds);
 
 // The file's bytes, with the recordings in the order given.
-std::string batch_report_pdf(const BatchReport& report);
+std::string batch_report_pdf(BatchReport report);
 
 // Writes that file at `path` in one go. False when it could not be opened or not written whole.
-bool write_batch_report(const std::string& path, const BatchReport& report);
+bool write_batch_report(const std::string& path, BatchReport report);
 
 }  // namespace tvn

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "analysis/hr_series.h"
+#include "base/failure_text.h"
 #include "base/json.h"
 #include "export/edf.h"
 #include "export/export_folder.h"
@@ -130,7 +131,7 @@ void start_export(Engine& engine) {
       run_export(engine, std::move(snapshot));
     }).detach();
   } catch (const std::exception& no_thread) {
-    publish(engine, run_number, "error", "", no_thread.what());
+    publish(engine, run_number, "error", "", failure_text("", no_thread));
     throw;
   }
 }
@@ -140,7 +141,7 @@ void run_export(Engine& engine, ExportSnapshot snapshot) noexcept {
   try {
     publish(engine, run_number, "done", write_export(engine, snapshot), "");
   } catch (const std::exception& failure) {
-    publish(engine, run_number, "error", "", failure.what());
+    publish(engine, run_number, "error", "", failure_text("", failure));
   }
 }
 

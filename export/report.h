@@ -33,8 +33,7 @@ struct Report {
 // The file's bytes. An image without pixels is left out, values that are not finite show as
 // missing, and a heart-rate series of fewer than two values is said to be unavailable. Texts that
 // are too long for the page are set narrower. Nearly all of the time goes into compressing the two
-// pictures, side by side on two threads; throws std::bad_alloc or std::system_error for want of
-// memory or threads.
+// pictures, side by side on two threads; throws std::bad_alloc for want of memory.
 std::string report_pdf(const Report& report);
 
 // Writes that file at `path` in one go. False when it could not be opened or not written whole.

@@ -98,7 +98,7 @@ std::string page_object(const PageFonts& fonts, std::string_view xobjects, std::
 }
 
 PicturePair picture_pair(const RgbImage& high_time, const RgbImage& high_frequency) {
-  auto first = std::async(std::launch::async, [&] { return pdf_picture(high_time); });
+  auto first = std::async([&] { return pdf_picture(high_time); });
   PdfPicture second = pdf_picture(high_frequency);
   return {first.get(), std::move(second)};
 }

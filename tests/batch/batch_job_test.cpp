@@ -244,6 +244,15 @@ TEST_F(BatchJobTest, AFolderThatVanishesInBetweenIsNoFailure) {
   EXPECT_EQ(get(&Engine::batch_done), 8u);
 }
 
+// A hole of two terabytes; reading it would end the program for want of memory.
+TEST_F(BatchJobTest, AFileOfAbsurdSizeIsNotRead) {
+  add_ecg("A/one.txt");
+  add("B/hole.txt", "");
+  fs::resize_file(root() + "/B/hole.txt", 2'000'000'000'000);
+  run();
+  expect_done(1, 2);
+}
+
 TEST_F(BatchJobTest, FiveThousandSmallFiles) {
   for (int i = 0; i < 5000; ++i)
     add(std::to_string(i % 50) + "/" + std::to_string(i) + ".txt", "1\n");
