@@ -55,18 +55,23 @@ double fade(double steps_beyond) {
   return 0.5 * (1 + std::cos(k_pi * part));
 }
 
-// `values` from n grid steps, of which `before` lie ahead of the heart rate, faded out at the ends.
-SplitComplex cut_piece(const CoarseSignal& signal, const std::vector<double>& values, std::size_t n,
-                       std::size_t before) {
-  SplitComplex data{std::vector<double>(n), std::vector<double>(n)};
-  const double fade_from =
-      static_cast<double>(before) - static_cast<double>(k_fade_steps - k_half_kernel);
-  const double end = static_cast<double>(signal.n_signal) / static_cast<double>(signal.step);
-  for (std::size_t j = 0; j < n; ++j) {
+// The heart rate's place in a piece, in grid steps.
+struct PiecePlace {
+  std::size_t n, before;  // of the piece, and of its part ahead of the heart rate
+  double end;             // of the heart rate, counted from its first value
+};
+
+// `values` from the piece's n grid steps, faded out from so many steps before and behind the heart
+// rate on.
+SplitComplex cut_piece(const CoarseSignal& signal, const std::vector<double>& values,
+                       const PiecePlace& place, double flat_before, double flat_behind) {
+  SplitComplex data{std::vector<double>(place.n), std::vector<double>(place.n)};
+  for (std::size_t j = 0; j < place.n; ++j) {
     const std::size_t at = j + signal.origin;
-    if (at < before || at - before >= values.size()) continue;
-    const double from_start = static_cast<double>(j) - static_cast<double>(before);
-    data.re[j] = values[at - before] * fade(std::fmax(-from_start, from_start - end) - fade_from);
+    if (at < place.before || at - place.before >= values.size()) continue;
+    const double from_start = static_cast<double>(j) - static_cast<double>(place.before);
+    data.re[j] = values[at - place.before] *
+                 fade(std::fmax(-from_start - flat_before, from_start - place.end - flat_behind));
   }
   return data;
 }
@@ -123,8 +128,7 @@ PieceSpectrum make_piece_spectrum(const CoarseSignal& signal, std::size_t n) {
   piece.offset = before * signal.step;
   Fft fft(n);
   const std::vector<double> inverse_kernel = tfr_inverse_kernel(n);
-  const auto spectrum = [&](const std::vector<double>& values, double factor) {
-    SplitComplex data = cut_piece(signal, values, n, before);
+  const auto spectrum = [&](SplitComplex data, double factor) {
     fft.forward(data);
     SplitComplex bins{std::vector<double>(n), std::vector<double>(n)};
     for (std::size_t i = 0; i < n; ++i) {
@@ -134,9 +138,16 @@ PieceSpectrum make_piece_spectrum(const CoarseSignal& signal, std::size_t n) {
     }
     return bins;
   };
-  piece.bins = spectrum(signal.values, 1);
+  const PiecePlace place{n, before,
+                         static_cast<double>(signal.n_signal) / static_cast<double>(signal.step)};
+  const double flat =
+      static_cast<double>(before) - static_cast<double>(k_fade_steps - k_half_kernel);
+  piece.bins = spectrum(cut_piece(signal, signal.values, place, flat, flat), 1);
   piece.bins.re[n / 2] += signal.mean * static_cast<double>(piece.period);
-  piece.step_bins = spectrum(signal.step_values, signal.jump);
+  // No column needs the step further than the heart rate goes. Without the cut that ends it, the
+  // wavelet would reach round the period and see the rest.
+  piece.step_bins =
+      spectrum(cut_piece(signal, signal.step_values, place, flat, k_half_kernel), signal.jump);
   return piece;
 }
 
