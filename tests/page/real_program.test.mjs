@@ -5,7 +5,8 @@
 
 import assert from "node:assert/strict";
 import { spawn } from "node:child_process";
-import { chmodSync, mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync }
+import { chmodSync, mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync,
+         writeFileSync }
   from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
@@ -111,12 +112,18 @@ test("a sample replays to the export button and, saved, comes back with its mark
     await button(page, "Stop").click();
     await text_becomes(page.locator("#status-word"), "Stopped");
     await button(page, "Save").click();
-    await text_becomes(page.locator("#export-line"), /^(Exported to exports\/|Export failed: )/,
-                       60_000);
+    await text_becomes(page.locator("#export-line"), "Exported to exports/page_test_export", 60_000);
     await eventually(async () => assert.ok(await button(page, "Save").isEnabled()));
-    // What an export keeps of the recording, asked for by itself.
-    const { file } = await (await fetch(address + "save")).json();
-    assert.match(file, /^page_test_on5_off11_M40_[\d-]+\.csv$/);
+    const exported = (ending) => join(folder, "data/exports/page_test_export/page_test" + ending);
+    for (const ending of ["_HR.txt", ".edf", "_TVN_logpower.csv", "_report.pdf"]) {
+      assert.ok(statSync(exported(ending)).size > 0, ending);
+    }
+    assert.match(readFileSync(exported("_markers.csv"), "utf8"),
+                 /^marker,sample_index,seconds\n5,\d+,\d+\.\d{3}\n$/);
+    const [file] = readdirSync(join(folder, "data/recordings"))
+      .filter((name) => /^page_test_on5_off11_M40_[\d-]+\.csv$/.test(name));
+    assert.equal(readFileSync(exported("_ECG.txt"), "utf8"),
+                 readFileSync(join(folder, "data/recordings", file), "utf8"));
     const saved = readFileSync(join(folder, "data/recordings", file), "utf8");
     const seconds = (saved.split("\n").length - 1) / 130;
     const elapsed = await page.evaluate(() => last_snapshot.elapsed);
@@ -175,6 +182,34 @@ test("the time-frequency pictures of a run are drawn", async () => {
   await eventually(async () => assert.deepEqual(
     await pictures.evaluateAll((all) => all.map((img) => [img.naturalWidth, img.naturalHeight])),
     [[1200, 480], [1200, 480]]));
+  await close_page(page);
+});
+
+test("an RR export and a folder of recordings become reports", async () => {
+  const page = await open_page(browser, address);
+  const hint = page.locator("#import-hint");
+  const intervals = Array.from({ length: 60 }, (_, i) => `,${i},${780 + i % 9 * 10}`).join("\n");
+  let chooser = page.waitForEvent("filechooser");
+  await button(page, "Import file…").click();
+  await (await chooser).setFiles({ name: "berta.csv", mimeType: "text/csv",
+                                   buffer: Buffer.from("Kubios\nRR INTERVAL DATA\n" + intervals) });
+  const done = "✓ Done — 1 report(s) written to Documents/TVN-Live/exports.";
+  await text_becomes(hint, done, 30_000);
+
+  const study = join(folder, "study");
+  mkdirSync(join(study, "day 1"), { recursive: true });
+  writeFileSync(join(study, "day 1", "morning.txt"), ecg_text(40, 130));
+  writeFileSync(join(study, "evening.txt"), ecg_text(50, 130));
+  chooser = page.waitForEvent("filechooser");
+  await button(page, "Import folder…").click();
+  await (await chooser).setFiles(study);
+  await text_becomes(hint, /^Uploading… |^Processing/);
+  await text_becomes(hint, done, 30_000);
+  const reports = readdirSync(join(folder, "data/exports"));
+  assert.ok(reports.includes("berta_export"), String(reports));
+  assert.match(
+    readFileSync(join(folder, "data/exports/study_export/study_TVN_logpower.csv"), "utf8"),
+    /^cycle,morning,evening\n/);
   await close_page(page);
 });
 
