@@ -1,0 +1,62 @@
+#include "sensor/sensor_log.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <filesystem>
+#include <regex>
+#include <thread>
+
+#include "tests/sensor/log_folder.h"
+
+namespace tvn {
+namespace {
+
+TEST(SensorLog, AppendsStampedLinesBelowHome) {
+  const LogFolder log;
+  sensor_log("didConnectPeripheral");
+  sensor_log("a message with 100 % and “quotes”");
+  const std::regex two_lines(
+      "[0-2]\\d:[0-5]\\d:[0-5]\\d\\.\\d{3}  didConnectPeripheral\n"
+      "[0-2]\\d:[0-5]\\d:[0-5]\\d\\.\\d{3}  a message with 100 % and “quotes”\n");
+  EXPECT_TRUE(std::regex_match(log.text(), two_lines)) << log.text();
+}
+
+TEST(SensorLog, TheStampIsLocalTime) {
+  const LogFolder log;
+  setenv("TZ", "XXX-05:30", 1);
+  tzset();
+  sensor_log("x");
+  const std::time_t now = std::time(nullptr) + 5 * 3600 + 1800;
+  unsetenv("TZ");
+  tzset();
+  const int minutes = static_cast<int>(now / 60 % 1440);
+  const int logged = std::stoi(log.text().substr(0, 2)) * 60 + std::stoi(log.text().substr(3, 2));
+  EXPECT_LE((minutes - logged + 1440) % 1440, 1);
+}
+
+TEST(SensorLog, IsQuietWhereItCannotWrite) {
+  const LogFolder log;
+  ASSERT_TRUE(write_file(log.path() + "/Documents", "in the way"));
+  sensor_log("lost");
+  EXPECT_EQ(log.text(), "");
+  setenv("HOME", "", 1);
+  sensor_log("lost as well");
+  EXPECT_FALSE(std::filesystem::exists("Documents"));
+}
+
+TEST(SensorLog, LinesOfManyThreadsDoNotMix) {
+  const LogFolder log;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([] {
+      for (int i = 0; i < 50; ++i) sensor_log("a line that is the same every time");
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(log.lines(), std::vector<std::string>(200, "a line that is the same every time"));
+}
+
+}  // namespace
+}  // namespace tvn
