@@ -26,6 +26,10 @@ bool BleDriver::available() {
   return true;
 }
 
+void BleDriver::leave() {
+  central_->leave();
+}
+
 bool BleDriver::wait_for_adapter() {
   for (int i = 0; i < waits_.adapter_checks; ++i) {
     if (central_->powered_on()) return true;

@@ -31,6 +31,8 @@ class BleDriver : public SensorDriver {
   void start(const std::string& identifier, SamplesCallback samples, StatusCallback status) override
       TVN_EXCLUDES(run_mutex_);
   void stop() override TVN_EXCLUDES(run_mutex_);
+  // For the end of the program, after stop(): sees to it that the strap is left properly.
+  void leave();
 
  private:
   bool wait_for_adapter();

@@ -34,6 +34,9 @@ class Central {
   virtual Refusal disconnect() = 0;
   // Shows why the adapter cannot be used, where there is a text for it.
   virtual void explain_adapter() = 0;
+  // For the end of the program: waits until a strap that was connected has been told to stop, for
+  // a few seconds at most. No operation has any effect afterwards.
+  virtual void leave() = 0;
 };
 
 }  // namespace tvn

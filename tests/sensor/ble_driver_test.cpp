@@ -30,6 +30,8 @@ struct ScriptedCentral : Central {
   Refusal disconnect() override { return note("disconnect"), std::nullopt; }
   void explain_adapter() override { report_adapter_state(AdapterState::powered_off); }
 
+  void leave() override { note("leave"); }
+
   void note(const std::string& call) {
     const std::lock_guard hold(mutex);
     calls.push_back(call);
