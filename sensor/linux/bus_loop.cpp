@@ -44,6 +44,7 @@ BusLoop::BusLoop(const char* thread_name) {
 }
 
 BusLoop::~BusLoop() {
+  post([this] { quit(); });
   join();
   event_.reset();
   ::close(wake_fd_);

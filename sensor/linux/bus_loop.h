@@ -34,7 +34,7 @@ class BusLoop {
   explicit BusLoop(const char* thread_name);
   BusLoop(const BusLoop&) = delete;
   BusLoop& operator=(const BusLoop&) = delete;
-  // Waits for the thread, which ends after quit().
+  // Ends the thread after what was posted, and waits for it.
   ~BusLoop();
 
   // Runs `task` on the thread, in the order of posting. Any thread; never waits.

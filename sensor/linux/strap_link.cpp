@@ -13,6 +13,10 @@ namespace {
 // As long as a scan: a strap that is worn and free is heard in that time.
 constexpr double k_search_seconds = 10.0;
 
+// What a call to an object that is not there gives, in newer and older versions of bluetoothd.
+constexpr const char* k_unknown_object = "org.freedesktop.DBus.Error.UnknownObject";
+constexpr const char* k_unknown_method = "org.freedesktop.DBus.Error.UnknownMethod";
+
 }  // namespace
 
 StrapLink::StrapLink(const LinkSurroundings& surroundings, std::string address)
@@ -37,6 +41,7 @@ void StrapLink::abandon() {
 }
 
 void StrapLink::find_again() {
+  searched_again_ = true;
   phase_ = Phase::finding;
   search_limit_ = with_.loop.after(k_search_seconds, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->fail(k_status_not_found);
@@ -62,11 +67,20 @@ void StrapLink::call_connect() {
     const auto self = weak.lock();
     if (self == nullptr || self->phase_ != Phase::connecting) return;
     if (error) {
-      self->fail(connection_failed_text(error->message));
+      self->connect_refused(*error);
     } else {
       self->connected();
     }
   });
+}
+
+// A device that expires on the very moment is searched for like one that expired before, once.
+void StrapLink::connect_refused(const BusError& error) {
+  const bool is_unknown = error.name == k_unknown_object || error.name == k_unknown_method;
+  if (is_unknown && !searched_again_ && find_device(with_.objects, address_).empty()) {
+    return find_again();
+  }
+  fail(connection_failed_text(error.message));
 }
 
 void StrapLink::fail(const std::string& status) {

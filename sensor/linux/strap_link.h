@@ -55,6 +55,7 @@ class StrapLink : public std::enable_shared_from_this<StrapLink> {
   void find_again();
   void found_again();
   void call_connect();
+  void connect_refused(const BusError& error);
   void connected();
   void disconnected();
   void fail(const std::string& status);
@@ -70,6 +71,7 @@ class StrapLink : public std::enable_shared_from_this<StrapLink> {
   std::string control_point_;
   std::shared_ptr<GattQueue> gatt_;
   Phase phase_ = Phase::waiting;
+  bool searched_again_ = false;
   bool ecg_started_ = false;
   bool uses_data_ = false;
   bool uses_heart_rate_ = false;

@@ -1,5 +1,6 @@
-// Eight clients that start, stop, seek, mark, save and ask at the same time. Meant to run with a
-// sanitizer; TVN_STORM_SECONDS makes it longer than the few seconds of an ordinary test run.
+// Eight clients that start, stop, seek, mark, save and ask at the same time, with a strap that
+// sends on while its run is being stopped. Meant to run with a sanitizer; TVN_STORM_SECONDS makes
+// it longer than the few seconds of an ordinary test run.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -11,6 +12,10 @@
 
 #include "base/clock.h"
 #include "tests/api/program.h"
+#ifdef __linux__
+#include "tests/bluez/fake_bluetoothd.h"
+#include "tests/bluez/private_bus.h"
+#endif
 
 namespace tvn {
 namespace {
@@ -19,6 +24,8 @@ const char* const k_requests[] = {
     "/start_replay?file=Sample%201.txt&speed=200",
     "/start_replay?file=Sample%202.txt&speed=8&name=b",
     "/start_live?address=AA:BB",
+    "/start_live?address=A0:9E:1A:12:34:56",
+    "/start_live?address=A0:9E:1A:12:34:56",
     "/stop",
     "/seek?frac=0.3",
     "/seek?frac=0.9",
@@ -36,6 +43,18 @@ const char* const k_requests[] = {
     "/start_replay?file=none",
     "/nothing?x=%zz",
 };
+
+#ifdef __linux__
+fake::Strap busy_strap() {
+  fake::Strap strap;
+  strap.address = "A0:9E:1A:12:34:56";
+  strap.name = "Polar H10 12345678";
+  strap.ecg.assign(std::size_t{130} * 3600, 100);
+  strap.speed = 50.0;
+  strap.frames_after_stop = true;
+  return strap;
+}
+#endif
 
 double storm_seconds() {
   const char* seconds = getenv("TVN_STORM_SECONDS");
@@ -58,7 +77,15 @@ void storm(int port, unsigned seed, double deadline, std::atomic<int>& answered)
 }
 
 TEST(Storm, LeavesTheProgramAnswering) {
-  Program program({std::to_string(test_port()), {}, false});
+#ifdef __linux__
+  const PrivateBus bus;
+  fake::Bluetoothd bluetoothd(bus.address());
+  bluetoothd.add_strap(busy_strap(), true);
+  const std::string address = bus.address();
+#else
+  const std::string address;
+#endif
+  Program program({std::to_string(test_port()), {{"DBUS_SYSTEM_BUS_ADDRESS", address}}, false});
   std::atomic<int> answered = 0;
   const double deadline = monotonic_seconds() + storm_seconds();
   std::vector<std::thread> clients;

@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,6 +32,17 @@ std::string configuration(const std::string& address, BusPolicy policy) {
          (policy == BusPolicy::open ? "" : k_denied) + "</policy></busconfig>\n";
 }
 
+bool listens(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  const bool connected =
+      connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  close(fd);
+  return connected;
+}
+
 }  // namespace
 
 PrivateBus::PrivateBus(BusPolicy policy) : address_("unix:path=" + (folder_ / "socket")) {
@@ -49,10 +62,10 @@ void PrivateBus::start() {
     execlp("dbus-daemon", "dbus-daemon", option.c_str(), "--nofork", nullptr);
     _exit(127);
   }
-  for (int i = 0; i < 500 && !std::filesystem::exists(folder_ / "socket"); ++i) {
+  for (int i = 0; i < 500 && !listens(folder_ / "socket"); ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  EXPECT_TRUE(std::filesystem::exists(folder_ / "socket")) << "dbus-daemon did not start";
+  EXPECT_TRUE(listens(folder_ / "socket")) << "dbus-daemon did not start";
 }
 
 void PrivateBus::stop() {
