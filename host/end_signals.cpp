@@ -22,8 +22,11 @@ void note_signal(int signal) {
   [[maybe_unused]] const ssize_t written = ::write(g_write_end, &number, 1);
 }
 
+// Signals that were being ignored, as under nohup, stay so.
 void handle_all(void (*handler)(int)) {
-  for (const int signal : k_end_signals) std::signal(signal, handler);
+  for (const int signal : k_end_signals) {
+    if (std::signal(signal, handler) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
 }
 
 void wait_for_signal(int read_end, const std::function<void()>& task) {

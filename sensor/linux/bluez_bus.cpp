@@ -13,7 +13,6 @@ namespace {
 
 constexpr const char* k_bluez = "org.bluez";
 constexpr const char* k_object_manager = "org.freedesktop.DBus.ObjectManager";
-constexpr const char* k_properties = "org.freedesktop.DBus.Properties";
 constexpr const char* k_access_denied = "org.freedesktop.DBus.Error.AccessDenied";
 constexpr double k_between_probes_seconds = 0.5;
 constexpr std::uint64_t k_default_timeout = 0;

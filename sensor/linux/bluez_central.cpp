@@ -145,8 +145,11 @@ void BluezCentral::begin_link(const std::string& address) {
   end_link(Farewell::Manner::stop_first);
   link_ = std::make_shared<StrapLink>(LinkSurroundings{loop_, bus_, discovery_, objects_}, address);
   report_status(k_status_connecting);
-  // With the adapter off there is nothing to connect with; the driver says so.
-  if (state_ != AdapterState::powered_on) return link_->abandon();
+  // The driver explains these two itself.
+  const AdapterState state = state_;
+  if (state == AdapterState::powered_off || state == AdapterState::unauthorized) {
+    return link_->abandon();
+  }
   const bool old_one_is_up = std::any_of(
       farewells_.begin(), farewells_.end(),
       [&](const auto& farewell) { return farewell->address() == address && !farewell->is_down(); });

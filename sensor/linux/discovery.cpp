@@ -7,6 +7,8 @@
 namespace tvn {
 namespace {
 
+constexpr const char* k_no_adapter = "no Bluetooth adapter";
+
 // Low energy only: a search that includes classic Bluetooth takes turns and hears half as much.
 int append_filter(sd_bus_message* message) {
   return sd_bus_message_append(message, "a{sv}", 2, "Transport", "s", "le", "DuplicateData", "b",
@@ -58,15 +60,13 @@ void Discovery::pursue() {
 
 void Discovery::set_filter() {
   searching_adapter_ = adapter_();
+  if (searching_adapter_.empty()) return refuse(k_no_adapter);
   const unsigned generation = generation_;
-  const BusCall call{searching_adapter_.empty() ? "/" : searching_adapter_, k_adapter_interface,
-                     "SetDiscoveryFilter", append_filter};
+  const BusCall call{searching_adapter_, k_adapter_interface, "SetDiscoveryFilter", append_filter};
   bus_.call(call, [this, generation](const std::optional<BusError>& error) {
     if (generation != generation_) return;
-    if (!error) return start();
-    for_scan_ = for_link_ = false;
-    settle(false);
-    refused_(error->message);
+    if (error) return refuse(error->message);
+    start();
   });
 }
 
@@ -75,10 +75,15 @@ void Discovery::start() {
   bus_.call({searching_adapter_, k_adapter_interface, "StartDiscovery"},
             [this, generation](const std::optional<BusError>& error) {
               if (generation != generation_) return;
-              if (error) for_scan_ = for_link_ = false;
-              settle(!error);
-              if (error) refused_(error->message);
+              if (error) return refuse(error->message);
+              settle(true);
             });
+}
+
+void Discovery::refuse(const std::string& why) {
+  for_scan_ = for_link_ = false;
+  settle(false);
+  refused_(why);
 }
 
 void Discovery::stop() {

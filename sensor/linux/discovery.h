@@ -30,6 +30,7 @@ class Discovery {
   void set_filter();
   void start();
   void stop();
+  void refuse(const std::string& why);
   void settle(bool active);
 
   BluezBus& bus_;

@@ -256,6 +256,17 @@ TEST_F(BluezCentralTest, TheBusGoingAwayIsSurvived) {
   EXPECT_TRUE(StrapWorld::wait_until([this] { return scan().error.empty(); }));
 }
 
+TEST_F(BluezCentralTest, WithoutAnAdapterAKnownStrapCannotBeConnected) {
+  begin();
+  world_.bring_devices();
+  scan();
+  bluetoothd().remove_adapter();
+  EXPECT_TRUE(world_.wait_for_log("centralManagerDidUpdateState: 2 poweredOn=0"));
+  world_.start(k_strap);
+  EXPECT_TRUE(world_.wait_for_status("Connection failed: no Bluetooth adapter"));
+  EXPECT_EQ(world_.statuses().front(), "Connecting…");
+}
+
 TEST_F(BluezCentralTest, AnAdapterThatIsPulledOutIsMissed) {
   begin();
   world_.remember_strap();
