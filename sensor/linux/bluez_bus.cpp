@@ -64,7 +64,7 @@ int send_call(sd_bus* bus, const BusCall& call, std::unique_ptr<ReplyHandler>& h
   result = sd_bus_call_async(bus, &slot, message.get(), on_reply, handler.get(), timeout);
   if (result < 0) return result;
   sd_bus_slot_set_destroy_callback(slot, [](void* h) { delete static_cast<ReplyHandler*>(h); });
-  handler.release();
+  static_cast<void>(handler.release());  // the bus deletes it
   sd_bus_slot_set_floating(slot, 1);
   sd_bus_slot_unref(slot);
   return 0;

@@ -29,7 +29,7 @@ BluezCentral::BluezCentral()
 }
 
 BluezCentral::~BluezCentral() {
-  leave();
+  BluezCentral::leave();
 }
 
 void BluezCentral::leave() {

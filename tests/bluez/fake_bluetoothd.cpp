@@ -12,6 +12,7 @@ namespace tvn::fake {
 namespace {
 
 constexpr const char* k_adapter = "/org/bluez/hci0";
+constexpr const char* k_device_interface = "org.bluez.Device1";
 constexpr const char* k_adapter_interface = "org.bluez.Adapter1";
 constexpr double k_advertising_seconds = 0.1;
 constexpr double k_discovery_answer_seconds = 0.02;
@@ -267,6 +268,28 @@ void Bluetoothd::drop_link(const std::string& address) {
 void Bluetoothd::notify(const std::string& address, const std::string& characteristic,
                         const Bytes& value) {
   run([&] { state_->session_of(address).send_value(characteristic, value); });
+}
+
+void Bluetoothd::send_nonsense(const std::string& address) {
+  run([&] {
+    const char* manager = "org.freedesktop.DBus.ObjectManager";
+    const char* properties = "org.freedesktop.DBus.Properties";
+    const std::string device = state_->session_of(address).path();
+    const std::string data = device + "/service0010/char0014";
+    sd_bus* bus = state_->bus;
+    sd_bus_emit_signal(bus, "/", manager, "InterfacesAdded", "o", device.c_str());
+    sd_bus_emit_signal(bus, "/", manager, "InterfacesAdded", "");
+    sd_bus_emit_signal(bus, "/", manager, "InterfacesAdded", "oa{sv}", device.c_str(), 1, "x", "u",
+                       7);
+    sd_bus_emit_signal(bus, "/", manager, "InterfacesRemoved", "ou", device.c_str(), 3);
+    sd_bus_emit_signal(bus, data.c_str(), properties, "PropertiesChanged", "");
+    sd_bus_emit_signal(bus, data.c_str(), properties, "PropertiesChanged", "s", "x");
+    sd_bus_emit_signal(bus, data.c_str(), properties, "PropertiesChanged", "sa{sv}as",
+                       "org.bluez.GattCharacteristic1", 2, "Value", "s", "text", "Notifying",
+                       "(uu)", 1, 2, 0);
+    sd_bus_emit_signal(bus, device.c_str(), properties, "PropertiesChanged", "sa{sv}as",
+                       k_device_interface, 2, "ServicesResolved", "u", 1, "Name", "ay", 0, 0);
+  });
 }
 
 void Bluetoothd::die() {

@@ -39,6 +39,8 @@ class Bluetoothd {
   void drop_link(const std::string& address);
   // A notification with any bytes on any characteristic ("data", "control", "heart_rate").
   void notify(const std::string& address, const std::string& characteristic, const Bytes& value);
+  // Signals of the right names with contents that no bluetoothd sends.
+  void send_nonsense(const std::string& address);
   // A crash, and the restart by the system.
   void die();
   void come_back();

@@ -339,6 +339,18 @@ TEST_F(BluezCentralTest, OtherNotificationsAndOddFramesAreIgnored) {
   EXPECT_EQ(world_.samples(), std::vector<double>{7.0});
 }
 
+TEST_F(BluezCentralTest, NonsenseFromTheBusChangesNothing) {
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  world_.settle();
+  bluetoothd().send_nonsense(k_strap);
+  world_.send_frame({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0});
+  EXPECT_TRUE(StrapWorld::wait_until([this] { return !world_.samples().empty(); }));
+  EXPECT_EQ(world_.samples(), std::vector<double>{9.0});
+  EXPECT_EQ(world_.statuses().back(), k_streaming);
+}
+
 TEST_F(BluezCentralTest, AllBusWorkIsOnOneThreadOfThatName) {
   begin();
   int named = 0;

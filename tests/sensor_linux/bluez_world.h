@@ -39,7 +39,7 @@ class BluezWorld : public StrapWorld {
     if (!behaviour.connect_error.empty()) strap_.connect_error = error(behaviour.connect_error);
     if (!behaviour.notify_error.empty()) strap_.notify_error = error(behaviour.notify_error);
     if (!behaviour.write_error.empty()) strap_.write_error = error(behaviour.write_error);
-    driver_ = std::make_unique<LinuxBle>(DriverWaits{20, 0.02, 0.4});
+    driver_ = std::make_unique<LinuxBle>(DriverWaits{20, 0.02, 0.6});
     EXPECT_TRUE(wait_until([this] { return !log().lines().empty(); }));
   }
   void turn_adapter(bool on) override { bluetoothd_->set_powered(on); }

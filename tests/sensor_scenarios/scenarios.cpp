@@ -338,6 +338,13 @@ const std::vector<Scenario>& scenarios() {
 void check_scenario(const Scenario& scenario, StrapWorld& world) {
   world.begin(scenario.adapter, scenario.behaviour);
   scenario.play(world);
+  // All that is expected, and after a moment nothing more.
+  StrapWorld::wait_until([&] {
+    return world.log().lines().size() >= scenario.log.size() &&
+           world.statuses().size() >= scenario.statuses.size() &&
+           world.writes().size() >= scenario.writes.size();
+  });
+  world.settle();
   EXPECT_EQ(log_of(world), scenario.log);
   EXPECT_EQ(world.statuses(), scenario.statuses);
   EXPECT_EQ(world.writes(), scenario.writes);
