@@ -3,11 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <filesystem>
 
 #include "tests/sensor/log_folder.h"
 
 namespace tvn {
 namespace {
+
+TEST(SensorLogOnLinux, IsQuietWithoutAHome) {
+  const LogFolder log;
+  setenv("HOME", "", 1);
+  sensor_log("lost");
+  EXPECT_FALSE(std::filesystem::exists("Documents"));
+}
 
 TEST(SensorLogOnLinux, TheStampIsLocalTime) {
   const LogFolder log;
