@@ -12,6 +12,8 @@ constexpr const char* k_characteristic_interface = "org.bluez.GattCharacteristic
 constexpr std::size_t k_samples_per_frame = 73;
 constexpr double k_frame_seconds = 73.0 / 130.0;
 constexpr double k_att_seconds = 0.005;  // a round trip to the strap
+// Between the answer to Disconnect and the end of the link.
+constexpr double k_last_breath_seconds = 0.05;
 
 struct Described {
   const char* name;
@@ -175,7 +177,7 @@ void StrapSession::link_is_gone() {
   end_link();
   notifying_.clear();
   pending_connect_ = nullptr;
-  remove_objects();
+  std::erase_if(with_.objects, [this](const auto& o) { return o.first.starts_with(path()); });
 }
 
 void StrapSession::end_link() {
@@ -288,7 +290,13 @@ void StrapSession::answer_disconnect(const CallPointer& call) {
   if (pending_connect_ != nullptr) {
     const CallPointer connect = std::exchange(pending_connect_, nullptr);
     call->reply();
-    return connect->fail("org.bluez.Error.Failed", "br-connection-canceled");
+    connect->fail("org.bluez.Error.Failed", "br-connection-canceled");
+    if (!strap.comes_up_all_the_same) return;
+    return with_.later(strap.connect_seconds, [this] {
+      connected_ = true;
+      ++link_;
+      set({{"Connected", true}});
+    });
   }
   if (!connected_) return call->reply();
   const unsigned link = link_;
@@ -296,8 +304,11 @@ void StrapSession::answer_disconnect(const CallPointer& call) {
     if (link != link_) return call->reply();
     set({{"ServicesResolved", false}});
     call->reply();
-    end_link();
-    set({{"Connected", false}});
+    with_.later(k_last_breath_seconds, [this, link] {
+      if (link != link_) return;
+      end_link();
+      set({{"Connected", false}});
+    });
   });
 }
 
@@ -305,10 +316,15 @@ void StrapSession::answer_start_notify(const CallPointer& call, const std::strin
   if (strap.notify_error) {
     return call->fail("org.bluez.Error." + strap.notify_error->name, strap.notify_error->message);
   }
+  if (subscribing_) return call->fail("org.bluez.Error.InProgress", "In Progress");
+  subscribing_ = true;
   notifying_.insert(characteristic);
   // bluetoothd may pass a value on before it answers.
   if (characteristic == "heart_rate") send_value(characteristic, {0x10, 0x48, 0x50, 0x03});
-  with_.later(k_att_seconds, [call] { call->reply(); });
+  with_.later(k_att_seconds, [this, call] {
+    subscribing_ = false;
+    call->reply();
+  });
 }
 
 void StrapSession::answer_write(const CallPointer& call, const std::string& characteristic) {

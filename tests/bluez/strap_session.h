@@ -78,6 +78,7 @@ class StrapSession {
   bool connected_ = false;
   bool streaming_ = false;
   bool writing_ = false;
+  bool subscribing_ = false;  // some versions take one subscription at a time
   bool name_told_ = false;
   unsigned link_ = 0;  // what was planned for an earlier link does not happen on a later one
   std::size_t sent_ = 0;

@@ -305,6 +305,21 @@ TEST_F(BluezCentralTest, AConnectionMayTakeLongerThanTheBusWaits) {
   unsetenv("SYSTEMD_BUS_TIMEOUT");
 }
 
+TEST_F(BluezCentralTest, AConnectionThatComesUpAfterItWasCalledOffIsEnded) {
+  world_.strap().connect_hangs = true;
+  world_.strap().comes_up_all_the_same = true;
+  world_.strap().connect_seconds = 0.3;
+  begin();
+  world_.remember_strap();
+  world_.start(k_strap);
+  ASSERT_TRUE(wait_for_call(connect_call_));
+  stop();
+  EXPECT_TRUE(fake::eventually([this] { return bluetoothd().is_connected(k_strap); }));
+  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_connected(k_strap); }));
+  const Lines calls = bluetoothd().calls();
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), disconnect_call_), 2);
+}
+
 TEST_F(BluezCentralTest, AStrapThatStopsAnsweringIsLeftAllTheSame) {
   world_.strap().falls_silent_on_write = true;
   begin();

@@ -264,6 +264,8 @@ void end_link(CBPeripheral* peripheral) {
 namespace tvn::fake {
 
 void begin_air(ManagerState state, const StrapBehaviour& behaviour) {
+  // What the last world still had to tell.
+  if (g_air.manager != nil) queue()->run([] {});
   @autoreleasepool {
     g_air = Air{};
     g_air.state = static_cast<CBManagerState>(state);
