@@ -291,6 +291,10 @@ TEST_F(BluezCentralTest, AConnectionThatIsStillBeingMadeIsCalledOff) {
   EXPECT_EQ(world_.statuses(), Lines{"Connecting…"});
   bluetoothd().change_strap(k_strap, [](fake::Strap& strap) { strap.connect_hangs = false; });
   EXPECT_TRUE(stream());
+  world_.settle();
+  EXPECT_TRUE(bluetoothd().is_connected(k_strap));  // wanted again, and left alone
+  const Lines calls = bluetoothd().calls();
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), disconnect_call_), 1);
 }
 
 // bluetoothd tries for 41 s, longer than the bus library waits for other calls; that library's own

@@ -120,6 +120,18 @@ void lose_strap(StrapWorld& world) {
   stop(world);
 }
 
+// Without a stop in between.
+void lose_strap_and_start(StrapWorld& world) {
+  find_and_stream(world);
+  world.drop_link();
+  EXPECT_TRUE(world.wait_for_status(k_disconnected));
+  world.start(world.strap_identifier());
+  EXPECT_TRUE(world.wait_until([&] { return world.statuses().size() == 7; }));
+  EXPECT_TRUE(world.wait_until([&] { return world.writes().size() == 4; }));
+  world.settle();
+  stop(world);
+}
+
 void lose_strap_and_scan(StrapWorld& world) {
   find_and_stream(world);
   world.drop_link();
@@ -289,6 +301,15 @@ std::vector<Scenario> make_scenarios() {
        {k_state_on, k_scan, k_start_scan, k_found_one, k_connect, k_did_connect, k_stop},
        {k_connecting, k_connected, k_streaming, k_disconnected},
        {k_settings_bytes, k_start_bytes}},
+      {"LoseStrapAndStart",
+       Adapter::on,
+       good,
+       lose_strap_and_start,
+       {k_state_on, k_scan, k_start_scan, k_found_one, k_connect, k_did_connect, k_connect,
+        k_did_connect, k_stop},
+       {k_connecting, k_connected, k_streaming, k_disconnected, k_connecting, k_connected,
+        k_streaming},
+       {k_settings_bytes, k_start_bytes, k_settings_bytes, k_start_bytes, k_stop_bytes}},
       {"LoseStrapAndScan",
        Adapter::on,
        good,
