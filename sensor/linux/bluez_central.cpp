@@ -153,7 +153,7 @@ void BluezCentral::begin_link(const std::string& address) {
   const bool old_one_is_up = std::any_of(
       farewells_.begin(), farewells_.end(),
       [&](const auto& farewell) { return farewell->address() == address && !farewell->is_down(); });
-  if (!old_one_is_up) link_is_down(address, false);
+  if (!old_one_is_up) connect_waiting_link(address);
 }
 
 Refusal BluezCentral::disconnect() {
@@ -175,7 +175,12 @@ void BluezCentral::end_link(Farewell::Manner manner) {
 }
 
 void BluezCentral::link_is_down(const std::string& address, bool tell) {
-  if (tell) report_status(k_status_disconnected);
+  // A newer run has statuses of its own.
+  if (tell && link_ == nullptr) report_status(k_status_disconnected);
+  connect_waiting_link(address);
+}
+
+void BluezCentral::connect_waiting_link(const std::string& address) {
   if (link_ == nullptr || link_->address() != address || !link_->is_waiting()) return;
   // From here on the device is wanted again.
   std::erase_if(farewells_, [&](const auto& old) { return old->address() == address; });

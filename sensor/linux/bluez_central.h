@@ -62,6 +62,7 @@ class BluezCentral : public Central, private BluezListener {
   void begin_link(const std::string& address);
   void end_link(Farewell::Manner manner);
   void link_is_down(const std::string& address, bool tell);
+  void connect_waiting_link(const std::string& address);
   bool was_discovered(const std::string& address) TVN_EXCLUDES(mutex_);
   void tell_of_device(const std::string& path);
   void shut_down();

@@ -17,6 +17,14 @@ constexpr double k_search_seconds = 10.0;
 constexpr const char* k_unknown_object = "org.freedesktop.DBus.Error.UnknownObject";
 constexpr const char* k_unknown_method = "org.freedesktop.DBus.Error.UnknownMethod";
 
+void log_refused_notifications(const std::optional<BusError>& error) {
+  if (error) sensor_log(notify_refused_line(error->message));
+}
+
+void log_refused_write(const std::optional<BusError>& error) {
+  if (error) sensor_log(write_refused_line(error->message));
+}
+
 }  // namespace
 
 StrapLink::StrapLink(const LinkSurroundings& surroundings, std::string address)
@@ -116,19 +124,15 @@ void StrapLink::subscribe(StrapRole role) {
   const std::string path = find_characteristic(with_.objects, path_, role);
   if (path.empty()) return;
   (role == StrapRole::data ? uses_data_ : uses_heart_rate_) = true;
-  gatt_->subscribe(path, [](const std::optional<BusError>& error) {
-    if (error) sensor_log(notify_refused_line(error->message));
-  });
+  gatt_->subscribe(path, log_refused_notifications);
 }
 
 void StrapLink::use_control_point(const std::string& path) {
   control_point_ = path;
-  gatt_->subscribe(path, [](const std::optional<BusError>& error) {
-    if (error) sensor_log(notify_refused_line(error->message));
-  });
+  gatt_->subscribe(path, log_refused_notifications);
   gatt_->write(path, k_request_ecg_settings,
                [weak = weak_from_this()](const std::optional<BusError>& error) {
-                 if (error) sensor_log(write_refused_line(error->message));
+                 log_refused_write(error);
                  if (const auto self = weak.lock()) self->settings_answered();
                });
 }
@@ -138,9 +142,7 @@ void StrapLink::use_control_point(const std::string& path) {
 void StrapLink::settings_answered() {
   if (ecg_started_ || phase_ != Phase::connected) return;
   ecg_started_ = true;
-  gatt_->write(control_point_, k_start_ecg, [](const std::optional<BusError>& error) {
-    if (error) sensor_log(write_refused_line(error->message));
-  });
+  gatt_->write(control_point_, k_start_ecg, log_refused_write);
   report_status(k_status_streaming);
 }
 
