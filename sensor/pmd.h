@@ -1,6 +1,6 @@
 // The strap's measurement protocol (Polar Measurement Data) as functions over bytes: which
 // characteristics it has, what is written to its control point, and how an ECG frame is read.
-// Published by the strap's maker as "Polar Measurement Data Specification". Knows no platform.
+// Published by the strap's maker with its SDK. Knows no platform.
 #pragma once
 
 #include <array>

@@ -348,7 +348,7 @@ void StrapSession::answer_write(const CallPointer& call, const std::string& char
   });
 }
 
-// Answers as the maker's specification has them; status 6 is "already in state".
+// Answers as the maker's document has them; status 6 is "already in state".
 void StrapSession::obey(const Bytes& command) {
   const Bytes start = {0x02, 0x00, 0x00, 0x01, 0x82, 0x00, 0x01, 0x01, 0x0E, 0x00};
   if (command == Bytes{0x01, 0x00}) {

@@ -24,7 +24,7 @@ Bytes frame_with(const Bytes& samples, std::uint8_t measurement = 0, std::uint8_
   return frame;
 }
 
-// Expected bytes: the maker's published specification of the protocol.
+// Expected bytes: the maker's published document of the protocol.
 TEST(Pmd, CommandsAreTheSpecifiedBytes) {
   EXPECT_THAT(k_request_ecg_settings, ElementsAre(0x01, 0x00));
   EXPECT_THAT(k_start_ecg, ElementsAre(0x02, 0, 0, 1, 0x82, 0, 1, 1, 0x0E, 0));
