@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -58,6 +59,7 @@ void PrivateBus::start() {
   const std::string option = "--config-file=" + (folder_ / "bus.conf");
   pid_ = fork();
   if (pid_ == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);      // a test that is killed leaves no daemon behind
     dup2(open("/dev/null", O_WRONLY), 2);  // it tells of every refusal
     execlp("dbus-daemon", "dbus-daemon", option.c_str(), "--nofork", nullptr);
     _exit(127);
