@@ -1,8 +1,7 @@
 # host -> web -> batch -> export -> session -> analysis -> base. Beside the line stand the sensor
 # link, which knows nothing of the program, and the recording readers: files of web/ that need
 # only base/, so that sessions and batches can read recordings without knowing the web.
-add_library(tvn_sensor INTERFACE)  # an interface without code until a platform's link is built
-target_link_libraries(tvn_sensor INTERFACE tvn_options)
+include(cmake/sensor.cmake)
 
 add_library(tvn_recording_readers STATIC web/recording_readers.cpp)
 target_link_libraries(tvn_recording_readers PUBLIC tvn_base)

@@ -2,12 +2,15 @@
 // serves it until the process is ended.
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "base/version.h"
+#include "host/end_signals.h"
 #include "host/platform.h"
 #include "host/server.h"
 #include "host/startup.h"
+#include "session/runs.h"
 
 namespace {
 
@@ -37,12 +40,20 @@ int main(int argc, char** argv) {
   tvn::refresh_samples(folders);
   std::fputs(tvn::load_report_logo(folders.web_dir).c_str(), stdout);
 
+  const std::unique_ptr<tvn::BleDriver> sensor = tvn::make_sensor_driver();
+  g_session.sensor = sensor.get();
+
   const int first_port = argc > 1 ? tvn::port_from_argument(argv[1]) : k_default_port;
   const auto listener = tvn::listen_on_free_port(first_port);
   if (!listener) {
     std::fputs("Could not bind a port.\n", stderr);
     return 1;
   }
+  // A strap whose program vanished keeps its link, and nobody can find it for a minute.
+  tvn::before_end_by_signal([&sensor] {
+    tvn::stop(g_session);
+    if (sensor != nullptr) sensor->leave();
+  });
   print_banner(listener->port);
   tvn::launch_browser(listener->port);
 

@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <system_error>
+
+#include "sensor/linux/linux_ble.h"
 
 namespace tvn {
 
@@ -19,6 +22,14 @@ const char* browser_command() {
 
 int accept_connection(int listener) {
   return ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+}
+
+std::unique_ptr<BleDriver> make_sensor_driver() {
+  try {
+    return std::make_unique<LinuxBle>();
+  } catch (const std::system_error&) {
+    return nullptr;
+  }
 }
 
 }  // namespace tvn

@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdint>
 
+#include "sensor/macos/mac_ble.h"
+
 namespace tvn {
 
 std::string executable_path() {
@@ -23,6 +25,10 @@ int accept_connection(int listener) {
   const int fd = ::accept(listener, nullptr, nullptr);
   if (fd >= 0) ::fcntl(fd, F_SETFD, FD_CLOEXEC);
   return fd;
+}
+
+std::unique_ptr<BleDriver> make_sensor_driver() {
+  return std::make_unique<MacBle>();
 }
 
 }  // namespace tvn

@@ -36,7 +36,10 @@ std::vector<std::string> environment_of(const std::string& folder, const Program
   for (const char* name : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS", "LOCPATH"}) {
     if (const char* value = getenv(name)) result.push_back(std::string(name) + "=" + value);
   }
-  if (!options.data_in_home) result.push_back("TVN_DATA=" + folder);
+  if (!options.data_in_home) result.push_back("TVN_DATA=" + folder + options.data_folder);
+  if (!options.environment.contains("DBUS_SYSTEM_BUS_ADDRESS")) {
+    result.push_back("DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + folder + "/no-bus");
+  }
   for (const auto& [name, value] : options.environment) result.push_back(name + "=" + value);
   return result;
 }
@@ -116,6 +119,10 @@ int Program::wait_for_exit() {
   waitpid(pid_, &status, 0);
   pid_ = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void Program::send_signal(int signal) const {
+  kill(pid_, signal);
 }
 
 std::string Program::error_output() const {

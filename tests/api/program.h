@@ -13,12 +13,13 @@ namespace tvn {
 struct ProgramOptions {
   std::string argument;                            // the port argument; none when empty
   std::map<std::string, std::string> environment;  // beside PATH and HOME
-  bool data_in_home = false;  // leave TVN_DATA unset, so that the data go below HOME
+  bool data_in_home = false;     // leave TVN_DATA unset, so that the data go below HOME
+  std::string data_folder = {};  // such as "/data": the data folder, below HOME
 };
 
 // Starts talvern-live in a temporary folder that is its home, its data folder and its working
-// folder, with a browser opener that notes the address it is given. Ends it when it goes out of
-// scope.
+// folder, with a browser opener that notes the address it is given, and without Bluetooth unless
+// the environment names a bus. Ends it when it goes out of scope.
 class Program {
  public:
   explicit Program(const ProgramOptions& options = {});
@@ -36,6 +37,7 @@ class Program {
   void add_command(const std::string& name, const std::string& script) const;
   // Waits for the process to end by itself; its exit status.
   int wait_for_exit();
+  void send_signal(int signal) const;
   std::string error_output() const;
   bool is_alive() const;
 

@@ -27,7 +27,7 @@ class SessionApiTest : public testing::Test {
 
 TEST_F(SessionApiTest, OffersTheBundledSamples) {
   EXPECT_EQ(get("/recordings"), R"({"saved":[],"samples":["Sample 1.txt","Sample 2.txt"]})");
-  EXPECT_EQ(get("/bt_available"), R"({"available":false})");
+  EXPECT_EQ(get("/bt_available"), R"({"available":true})");
 }
 
 TEST_F(SessionApiTest, ReplaysScoresMarksSavesAndReplaysAgain) {

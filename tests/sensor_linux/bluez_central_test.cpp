@@ -1,0 +1,454 @@
+// What is particular to BlueZ: expiry, slow ends, restarts, missing parts. The fake bluetoothd
+// behaves as version 5.66 was traced to do.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+
+#include "base/clock.h"
+#include "tests/sensor_linux/bluez_world.h"
+
+namespace tvn {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+using Lines = std::vector<std::string>;
+
+constexpr const char* k_streaming = "Streaming ECG…";
+constexpr const char* k_disconnected = "Disconnected.";
+constexpr const char* k_scan_error =
+    "Bluetooth is off or not available. Turn Bluetooth on and try again.";
+
+// 0, 1, 2, ... microvolts, so that a sample that is lost or out of place shows.
+std::vector<std::int32_t> ramp(int count) {
+  std::vector<std::int32_t> samples(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) samples[static_cast<std::size_t>(i)] = i - 50;
+  return samples;
+}
+
+class BluezCentralTest : public testing::Test {
+ protected:
+  void begin() { world_.begin(StrapWorld::Adapter::on, {}); }
+  fake::Bluetoothd& bluetoothd() { return world_.bluetoothd(); }
+  bool stream() {
+    const std::size_t before = world_.statuses().size();
+    world_.start(k_strap);
+    return StrapWorld::wait_until([&] {
+      const Lines statuses = world_.statuses();
+      return statuses.size() > before && statuses.back() == k_streaming;
+    });
+  }
+  ScanResult scan() { return world_.driver().scan(); }
+  void stop() { world_.driver().stop(); }
+  bool wait_for_call(const std::string& call) {
+    return StrapWorld::wait_until([&] {
+      const Lines calls = bluetoothd().calls();
+      return std::find(calls.begin(), calls.end(), call) != calls.end();
+    });
+  }
+  const std::string connect_call_ = std::string("Connect ") + k_strap;
+  const std::string disconnect_call_ = std::string("Disconnect ") + k_strap;
+  BluezWorld world_;
+};
+
+TEST_F(BluezCentralTest, CallsComeInTheOrderThatTheStrapNeeds) {
+  begin();
+  world_.bring_devices();
+  scan();
+  ASSERT_TRUE(stream());
+  world_.settle();
+  stop();
+  ASSERT_TRUE(wait_for_call(disconnect_call_));
+  EXPECT_THAT(bluetoothd().calls(),
+              ElementsAre("SetDiscoveryFilter", "StartDiscovery", "StopDiscovery", connect_call_,
+                          "StartNotify data", "StartNotify heart_rate", "StartNotify control",
+                          "WriteValue 0100", "WriteValue 02000001820001010E00", "WriteValue 0300",
+                          disconnect_call_));
+}
+
+TEST_F(BluezCentralTest, NoSampleIsLostAndNoneComesAfterTheStop) {
+  world_.strap().ecg = ramp(73 * 100 + 20);
+  world_.strap().speed = 60.0;
+  world_.strap().frames_after_stop = true;
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  ASSERT_TRUE(StrapWorld::wait_until([this] { return world_.samples().size() == 7320; }));
+  const std::vector<double> received = world_.samples();
+  for (std::size_t i = 0; i < received.size(); ++i)
+    ASSERT_EQ(received[i], static_cast<double>(i) - 50);
+  stop();
+  bluetoothd().notify(k_strap, "data", fake::Bytes(229, 0));
+  world_.settle();
+  EXPECT_EQ(world_.samples().size(), 7320u);
+}
+
+TEST_F(BluezCentralTest, OnlyWhatThisScanHasSeenIsListed) {
+  begin();
+  fake::Strap away;  // known from an earlier day, in a drawer today
+  away.address = "A0:9E:1A:00:00:02";
+  away.name = "Polar H10 drawer";
+  away.advertises = false;
+  bluetoothd().add_strap(away, true);
+  fake::Strap slow = away;
+  slow.address = "A0:9E:1A:00:00:03";
+  slow.name = "Polar H10 slow";
+  slow.advertises = slow.name_comes_late = true;
+  bluetoothd().add_strap(slow);
+  fake::Strap known = slow;
+  known.address = "A0:9E:1A:00:00:01";
+  known.name = "Polar H10 known";
+  known.name_comes_late = false;
+  bluetoothd().add_strap(known, true);
+  const ScanResult found = scan();
+  ASSERT_EQ(found.devices.size(), 2u);
+  EXPECT_EQ(found.devices[0].name, "Polar H10 known");
+  EXPECT_EQ(found.devices[1].name, "Polar H10 slow");
+  bluetoothd().change_strap(slow.address, [](fake::Strap& strap) { strap.advertises = false; });
+  EXPECT_EQ(scan().devices.size(), 1u);
+  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_discovering(); }));
+}
+
+TEST_F(BluezCentralTest, ScansOnTheHeelsOfOneAnotherAllSucceed) {
+  begin();
+  world_.bring_devices();
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(scan().devices.size(), 1u) << i;
+  EXPECT_THAT(world_.log().lines(), Not(Contains(testing::HasSubstr("EXCEPTION"))));
+}
+
+TEST_F(BluezCentralTest, ADeviceThatBluezHasForgottenIsFoundAgain) {
+  begin();
+  world_.bring_devices();
+  scan();
+  bluetoothd().expire(k_strap);
+  world_.start(k_strap);
+  ASSERT_TRUE(wait_for_call("WriteValue 02000001820001010E00"));
+  EXPECT_EQ(world_.statuses(),
+            (Lines{"Connecting…", "Connected. Discovering services…", k_streaming}));
+  const Lines calls = bluetoothd().calls();
+  const auto second_search = std::find(calls.begin() + 3, calls.end(), "StartDiscovery");
+  ASSERT_NE(second_search, calls.end());
+  EXPECT_EQ(*(second_search + 1), "StopDiscovery");
+  EXPECT_EQ(*(second_search + 2), connect_call_);
+}
+
+TEST_F(BluezCentralTest, AForgottenDeviceThatStaysAwayIsGivenUp) {
+  begin();
+  world_.bring_devices();
+  scan();
+  bluetoothd().change_strap(k_strap, [](fake::Strap& strap) { strap.advertises = false; });
+  bluetoothd().expire(k_strap);
+  const double begun = monotonic_seconds();
+  world_.start(k_strap);
+  EXPECT_TRUE(world_.wait_for_status("Connecting…"));
+  EXPECT_TRUE(StrapWorld::wait_until([&] { return monotonic_seconds() - begun > 9.5; }));
+  EXPECT_TRUE(world_.wait_for_status("Device not found. Try scanning again."));
+  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_discovering(); }));
+}
+
+TEST_F(BluezCentralTest, ASearchThatIsStoppedEnds) {
+  begin();
+  world_.bring_devices();
+  scan();
+  bluetoothd().change_strap(k_strap, [](fake::Strap& strap) { strap.advertises = false; });
+  bluetoothd().expire(k_strap);
+  world_.start(k_strap);
+  EXPECT_TRUE(fake::eventually([this] { return bluetoothd().is_discovering(); }));
+  stop();
+  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_discovering(); }));
+  EXPECT_THAT(bluetoothd().calls(), Not(Contains(connect_call_)));
+}
+
+// bluetoothd takes 2 s to end a link, passes frames on meanwhile, and would kill a connection that
+// is made in that time.
+TEST_F(BluezCentralTest, ANewRunWaitsForTheOldLinkToEnd) {
+  world_.strap().disconnect_seconds = 2.0;
+  world_.strap().frames_after_stop = true;
+  world_.strap().ecg = ramp(73 * 1000);
+  world_.strap().speed = 20.0;
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  ASSERT_TRUE(StrapWorld::wait_until([this] { return world_.samples().size() > 200; }));
+  stop();
+  const std::size_t received = world_.samples().size();
+  const double begun = monotonic_seconds();
+  world_.start(k_strap);
+  EXPECT_TRUE(world_.wait_for_status("Connecting…"));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+  EXPECT_EQ(world_.samples().size(), received);  // frames of the old link
+  EXPECT_TRUE(world_.wait_for_status(k_streaming));
+  EXPECT_GE(monotonic_seconds() - begun, 1.8);
+  EXPECT_TRUE(StrapWorld::wait_until([&] { return world_.samples().size() > received + 200; }));
+  EXPECT_THAT(world_.statuses(), Not(Contains(k_disconnected)));
+}
+
+TEST_F(BluezCentralTest, ALinkThatNeverEndsIsWaitedForFiveSeconds) {
+  world_.strap().disconnect_seconds = 60.0;
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  world_.settle();
+  stop();
+  const double begun = monotonic_seconds();
+  ASSERT_TRUE(stream());
+  EXPECT_GE(monotonic_seconds() - begun, 4.5);
+  EXPECT_LT(monotonic_seconds() - begun, 8.0);
+}
+
+TEST_F(BluezCentralTest, BluetoothdRestartingInMidRunDisconnects) {
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  bluetoothd().die();
+  EXPECT_TRUE(world_.wait_for_status(k_disconnected));
+  EXPECT_TRUE(world_.wait_for_log("centralManagerDidUpdateState: 1 poweredOn=0"));
+  bluetoothd().come_back();
+  EXPECT_TRUE(StrapWorld::wait_until([this] {
+    return world_.log().lines().back() == "centralManagerDidUpdateState: 5 poweredOn=1";
+  }));
+  stop();
+  EXPECT_EQ(scan().devices.size(), 1u);
+  EXPECT_TRUE(stream());
+}
+
+TEST_F(BluezCentralTest, BluetoothdDyingWhileConnectingFailsTheConnection) {
+  world_.strap().connect_hangs = true;
+  begin();
+  world_.remember_strap();
+  world_.start(k_strap);
+  ASSERT_TRUE(wait_for_call(connect_call_));
+  bluetoothd().die();
+  EXPECT_TRUE(StrapWorld::wait_until(
+      [this] { return world_.statuses().back().starts_with("Connection failed: "); }));
+  EXPECT_NE(world_.statuses().back(), "Connection failed: ");
+}
+
+TEST_F(BluezCentralTest, BluetoothdDyingDuringAScanSaysSo) {
+  begin();
+  std::thread dying([this] {
+    fake::eventually([this] { return bluetoothd().is_discovering(); });
+    bluetoothd().die();
+  });
+  EXPECT_EQ(scan().error, "Bluetooth scan failed: the Bluetooth service stopped");
+  dying.join();
+  EXPECT_EQ(scan().error, k_scan_error);
+  bluetoothd().come_back();
+  EXPECT_EQ(scan().error, "");
+}
+
+TEST_F(BluezCentralTest, TheBusGoingAwayIsSurvived) {
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  world_.bus().stop();
+  EXPECT_TRUE(world_.wait_for_status(k_disconnected));
+  stop();
+  EXPECT_EQ(scan().error, k_scan_error);
+  bluetoothd().die();
+  world_.bus().start();
+  bluetoothd().come_back();
+  // The computer's bus came back: the next scan looks for it, throttled to twice a second.
+  EXPECT_TRUE(StrapWorld::wait_until([this] { return scan().error.empty(); }));
+}
+
+TEST_F(BluezCentralTest, WithoutAnAdapterAKnownStrapCannotBeConnected) {
+  begin();
+  world_.bring_devices();
+  scan();
+  bluetoothd().remove_adapter();
+  EXPECT_TRUE(world_.wait_for_log("centralManagerDidUpdateState: 2 poweredOn=0"));
+  world_.start(k_strap);
+  EXPECT_TRUE(world_.wait_for_status("Connection failed: no Bluetooth adapter"));
+  EXPECT_EQ(world_.statuses().front(), "Connecting…");
+}
+
+TEST_F(BluezCentralTest, AnAdapterThatIsPulledOutIsMissed) {
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  bluetoothd().remove_adapter();
+  EXPECT_TRUE(world_.wait_for_status(k_disconnected));
+  EXPECT_TRUE(world_.wait_for_log("centralManagerDidUpdateState: 2 poweredOn=0"));
+  stop();
+  EXPECT_EQ(scan().error, k_scan_error);
+  bluetoothd().add_adapter();
+  EXPECT_EQ(scan().error, "");
+}
+
+TEST_F(BluezCentralTest, AConnectionThatIsStillBeingMadeIsCalledOff) {
+  world_.strap().connect_hangs = true;
+  begin();
+  world_.remember_strap();
+  world_.start(k_strap);
+  ASSERT_TRUE(wait_for_call(connect_call_));
+  stop();
+  EXPECT_TRUE(wait_for_call(disconnect_call_));
+  EXPECT_EQ(world_.statuses(), Lines{"Connecting…"});
+  bluetoothd().change_strap(k_strap, [](fake::Strap& strap) { strap.connect_hangs = false; });
+  EXPECT_TRUE(stream());
+  world_.settle();
+  EXPECT_TRUE(bluetoothd().is_connected(k_strap));  // wanted again, and left alone
+  const Lines calls = bluetoothd().calls();
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), disconnect_call_), 1);
+}
+
+// bluetoothd tries for 41 s, longer than the bus library waits for other calls; that library's own
+// variable shortens the matter.
+TEST_F(BluezCentralTest, AConnectionMayTakeLongerThanTheBusWaits) {
+  setenv("SYSTEMD_BUS_TIMEOUT", "1s", 1);
+  world_.strap().connect_seconds = 2.5;
+  begin();
+  world_.remember_strap();
+  EXPECT_TRUE(stream());
+  EXPECT_EQ(world_.statuses().front(), "Connecting…");
+  unsetenv("SYSTEMD_BUS_TIMEOUT");
+}
+
+TEST_F(BluezCentralTest, AConnectionThatComesUpAfterItWasCalledOffIsEnded) {
+  world_.strap().connect_hangs = true;
+  world_.strap().comes_up_all_the_same = true;
+  world_.strap().connect_seconds = 0.3;
+  begin();
+  world_.remember_strap();
+  world_.start(k_strap);
+  ASSERT_TRUE(wait_for_call(connect_call_));
+  stop();
+  EXPECT_TRUE(fake::eventually([this] { return bluetoothd().is_connected(k_strap); }));
+  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_connected(k_strap); }));
+  const Lines calls = bluetoothd().calls();
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), disconnect_call_), 2);
+}
+
+TEST_F(BluezCentralTest, AStrapThatStopsAnsweringIsLeftAllTheSame) {
+  world_.strap().falls_silent_on_write = true;
+  begin();
+  world_.remember_strap();
+  world_.start(k_strap);
+  ASSERT_TRUE(wait_for_call("WriteValue 0100"));
+  const double begun = monotonic_seconds();
+  stop();
+  EXPECT_LT(monotonic_seconds() - begun, 0.5);
+  EXPECT_TRUE(wait_for_call(disconnect_call_));
+  EXPECT_LT(monotonic_seconds() - begun, 3.0);
+}
+
+// As a program leaves it that was killed: the strap answers "already in state", and frames come.
+TEST_F(BluezCentralTest, AStrapThatStreamsAlreadyIsTakenAsItIs) {
+  world_.strap().is_streaming_already = true;
+  world_.strap().ecg = ramp(73 * 20);
+  world_.strap().speed = 20.0;
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  EXPECT_TRUE(StrapWorld::wait_until([this] { return world_.samples().size() == 73 * 20; }));
+}
+
+TEST_F(BluezCentralTest, ServicesThatAreToldTooEarlyAreUsedWhenTheyCome) {
+  world_.strap().resolves_early = true;
+  begin();
+  world_.remember_strap();
+  EXPECT_TRUE(stream());
+}
+
+TEST_F(BluezCentralTest, OtherNotificationsAndOddFramesAreIgnored) {
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  world_.settle();
+  bluetoothd().notify(k_strap, "heart_rate", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0});
+  bluetoothd().notify(k_strap, "control", fake::Bytes(13, 0));
+  bluetoothd().notify(k_strap, "data", {});
+  bluetoothd().notify(k_strap, "data", fake::Bytes(12, 0));
+  bluetoothd().notify(k_strap, "data", {2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0});
+  bluetoothd().notify(k_strap, "data", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 0, 0});
+  EXPECT_TRUE(StrapWorld::wait_until([this] { return !world_.samples().empty(); }));
+  EXPECT_EQ(world_.samples(), std::vector<double>{7.0});
+}
+
+TEST_F(BluezCentralTest, NonsenseFromTheBusChangesNothing) {
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  world_.settle();
+  bluetoothd().send_nonsense(k_strap);
+  world_.send_frame({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0});
+  EXPECT_TRUE(StrapWorld::wait_until([this] { return !world_.samples().empty(); }));
+  EXPECT_EQ(world_.samples(), std::vector<double>{9.0});
+  EXPECT_EQ(world_.statuses().back(), k_streaming);
+}
+
+TEST_F(BluezCentralTest, AllBusWorkIsOnOneThreadOfThatName) {
+  begin();
+  int named = 0;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    read_file(task.path().string() + "/comm", name);
+    named += name == "tvn.ble\n";
+  }
+  EXPECT_EQ(named, 1);
+}
+
+double cpu_seconds() {
+  rusage used{};
+  getrusage(RUSAGE_SELF, &used);
+  return static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
+         static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec) * 1e-6;
+}
+
+// A computer without the bus, or with a bus and no bluetoothd on it.
+class WithoutBluez : public testing::Test {
+ protected:
+  void expect_texts(const std::string& state) {
+    LinuxBle driver({20, 0.02, 0.1});
+    EXPECT_EQ(driver.scan().error, k_scan_error);
+    EXPECT_TRUE(driver.available());
+    Lines statuses;
+    std::mutex mutex;
+    driver.start(k_strap, nullptr, [&](const std::string& text) {
+      const std::lock_guard hold(mutex);
+      statuses.push_back(text);
+    });
+    EXPECT_TRUE(StrapWorld::wait_until([&] {
+      const std::lock_guard hold(mutex);
+      return !statuses.empty();
+    }));
+    const double before = cpu_seconds();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_LT(cpu_seconds() - before, 0.1);  // nothing spins
+    driver.stop();
+    EXPECT_EQ(statuses, Lines{"Device not found. Try scanning again."});
+    EXPECT_THAT(log_.lines(), Contains(state));
+  }
+  LogFolder log_;
+};
+
+TEST_F(WithoutBluez, NoBus) {
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/socket", 1);
+  expect_texts("centralManagerDidUpdateState: 2 poweredOn=0");
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+}
+
+TEST_F(WithoutBluez, NoBluetoothd) {
+  PrivateBus bus;
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.address().c_str(), 1);
+  expect_texts("centralManagerDidUpdateState: 2 poweredOn=0");
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+}
+
+TEST_F(BluezCentralTest, BluetoothdThatComesLateIsNoticed) {
+  PrivateBus bus;
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.address().c_str(), 1);
+  LinuxBle driver({20, 0.02, 0.3});
+  EXPECT_EQ(driver.scan().error, k_scan_error);
+  fake::Bluetoothd late(bus.address());
+  EXPECT_EQ(driver.scan().error, "");
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+}
+
+}  // namespace
+}  // namespace tvn

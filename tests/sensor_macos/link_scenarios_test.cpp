@@ -1,0 +1,116 @@
+// The scenarios of all platforms, played by fakes of the Mac's Bluetooth framework to the very
+// sources that are built on a Mac; and what only that framework does.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "sensor/macos/mac_ble.h"
+#include "tests/sensor_macos/fake_air.h"
+#include "tests/sensor_scenarios/scenarios.h"
+
+namespace tvn {
+namespace {
+
+using testing::ElementsAre;
+using Lines = std::vector<std::string>;
+constexpr const char* k_data = "FB005C82-02E7-F387-1CAD-8ACD2D8DF0C8";
+
+class MacWorld : public StrapWorld {
+ public:
+  SensorDriver& driver() override { return *driver_; }
+  std::string strap_identifier() const override { return fake::k_strap_uuid; }
+  std::string unknown_identifier() const override { return "6F1C2A3B-0000-2222-3333-0A0B0C0D0E0F"; }
+
+  void begin(Adapter adapter, const StrapBehaviour& behaviour) override {
+    using State = fake::ManagerState;
+    const State state = adapter == Adapter::on    ? State::powered_on
+                        : adapter == Adapter::off ? State::powered_off
+                                                  : State::unauthorized;
+    fake::begin_air(state, behaviour);
+    // Never destroyed: the framework's delegate lives as long as the process.
+    driver_ = new MacBle(DriverWaits{20, 0.02, 0.2});
+    EXPECT_TRUE(wait_until([this] { return !log().lines().empty(); }));
+  }
+  void turn_adapter(bool on) override {
+    fake::change_state(on ? fake::ManagerState::powered_on : fake::ManagerState::powered_off);
+  }
+  void refuse_scans(const std::string& message) override { fake::throw_at_scans(message); }
+  void bring_devices() override { fake::bring_devices(); }
+  void remember_strap() override { fake::know_strap(); }
+  void drop_link() override { fake::drop_link(); }
+  void send_frame(const std::vector<std::uint8_t>& frame) override {
+    fake::send_value(k_data, frame);
+  }
+  std::vector<std::string> writes() override { return fake::written(); }
+  void settle() override { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }
+
+ private:
+  MacBle* driver_ = nullptr;
+};
+
+class LinkScenarios : public testing::TestWithParam<Scenario> {};
+
+TEST_P(LinkScenarios, GoAsOnEveryPlatform) {
+  MacWorld world;
+  check_scenario(GetParam(), world);
+}
+
+INSTANTIATE_TEST_SUITE_P(Mac, LinkScenarios, testing::ValuesIn(scenarios()),
+                         [](const auto& tested) { return tested.param.name; });
+
+class MacBleTest : public testing::Test {
+ protected:
+  MacBleTest() { world_.begin(StrapWorld::Adapter::on, {}); }
+  MacWorld world_;
+};
+
+TEST_F(MacBleTest, AsksForTheStrapsServicesAndSubscribesBeforeItWrites) {
+  EXPECT_EQ(fake::queue_label(), "tvn.ble");
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  EXPECT_THAT(fake::asked(), ElementsAre("FB005C80-02E7-F387-1CAD-8ACD2D8DF0C8", "180D", "2A37",
+                                         "FB005C82-02E7-F387-1CAD-8ACD2D8DF0C8",
+                                         "FB005C81-02E7-F387-1CAD-8ACD2D8DF0C8"));
+  world_.driver().stop();
+}
+
+TEST_F(MacBleTest, OnlyTheDataCharacteristicIsDecoded) {
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  const std::vector<std::uint8_t> frame = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0};
+  fake::send_value("2A37", frame);
+  fake::send_value("FB005C81-02E7-F387-1CAD-8ACD2D8DF0C8", frame);
+  fake::send_value(k_data, {});
+  fake::send_value(k_data, std::vector<std::uint8_t>(12, 0));
+  fake::send_value(k_data, frame);
+  EXPECT_EQ(world_.samples(), std::vector<double>{1.0});
+  world_.driver().stop();
+  fake::send_value(k_data, frame);
+  EXPECT_EQ(world_.samples().size(), 1u);
+}
+
+TEST_F(MacBleTest, WhatTheFrameworkThrowsIsShown) {
+  fake::throw_at_stop_scan("the queue is gone");
+  EXPECT_EQ(world_.driver().scan().error, "Bluetooth scan failed: the queue is gone");
+  EXPECT_EQ(world_.log().lines().back(), "MacBle::scan() EXCEPTION: the queue is gone");
+  world_.remember_strap();
+  fake::throw_at_connect("not now");
+  world_.start(world_.strap_identifier());
+  EXPECT_EQ(world_.statuses(), (Lines{"Connecting…", "Connect failed: not now"}));
+  world_.driver().stop();
+}
+
+TEST_F(MacBleTest, OddIdentifiersAreNotFound) {
+  for (const char* identifier : {"", "AA:BB", "\xFF\xFE", "6f1c2a3b"}) {
+    world_.start(identifier);
+    EXPECT_EQ(world_.statuses().back(), "Device not found. Try scanning again.");
+    world_.driver().stop();
+  }
+  EXPECT_EQ(world_.statuses().size(), 4u);
+}
+
+}  // namespace
+}  // namespace tvn
