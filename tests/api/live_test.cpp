@@ -152,6 +152,17 @@ TEST_F(LiveApiTest, TenMinutesArriveWithoutALostSample) {
   ASSERT_TRUE(wait_for([this] { return bluetoothd_.writes().size() == 3; }));
   EXPECT_EQ(bluetoothd_.writes(),
             (Lines{"0100 request", "02000001820001010E00 request", "0300 request"}));
+
+  EXPECT_EQ(get("/export"), R"({"ok":true,"status":"exporting"})");
+  const std::string done = R"({"status":"done","result":{"folder":"Eva_export"}})";
+  ASSERT_TRUE(wait_for([&] { return get("/export_status") == done; }));
+  const std::string exported = program_.folder() + "/data/exports/Eva_export/Eva";
+  std::string edf, report;
+  ASSERT_TRUE(read_file(exported + ".edf", edf));
+  EXPECT_EQ(edf.size(), 768u + 600 * 380);
+  EXPECT_NE(edf.find(std::string("\x14") + "4" + "\x14"), std::string::npos);  // the marker
+  ASSERT_TRUE(read_file(exported + "_report.pdf", report));
+  EXPECT_NE(report.find("(600 s) Tj"), std::string::npos);
 }
 
 TEST_F(LiveApiTest, TheTraceRunsInRealTime) {
