@@ -3,7 +3,7 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { count_pixels, eventually, HEART_RATE_ORANGE, TVN_BLUE } from "./browser.mjs";
-import { button, in_session, share_browser, show, with_page } from "./fixture.mjs";
+import { button, in_session, share_browser, show, start_replay, with_page } from "./fixture.mjs";
 import { snapshot } from "./scripted_server.mjs";
 import { session_at } from "./signals.mjs";
 
@@ -43,6 +43,31 @@ for (const width of [320, 375, 800, 801, 1280, 2560]) {
     }
   }));
 }
+
+test("no text from outside is too long for a phone", with_page(async (page, server) => {
+  const long = "m".repeat(150);
+  const fits = async () => assert.equal((await overflow(page))[0], 0);
+  await page.setViewportSize({ width: 320, height: 640 });
+  server.replies["/import"] = { ok: false, note: long };
+  await page.locator("#file-picker").setInputFiles({ name: "a.txt", mimeType: "text/plain",
+                                                     buffer: Buffer.from("1") });
+  await page.locator("#import-hint", { hasText: long }).waitFor();
+  await fits();
+  server.replies["/start_replay"] = { error: long };
+  await page.getByLabel("Open a recording").check();
+  await page.getByLabel("Recording", { exact: true }).selectOption("Sample 1.txt");
+  await button(page, "Start recording").click();
+  await page.locator("#start-hint", { hasText: long }).waitFor();
+  await fits();
+  server.replies["/start_replay"] = { ok: true };
+  await start_replay(page, server);
+  server.replies["/export"] = { ok: true };
+  server.replies["/export_status"] = { status: "done", result: {
+    folder: long, files: [long], errors: [long] } };
+  await button(page, "Save").click();
+  await page.locator("#export-list li").last().waitFor();
+  await fits();
+}));
 
 const density_gaps = (page) => page.evaluate(() => [...document.querySelectorAll("canvas")]
   .flatMap((canvas) => [canvas.width - devicePixelRatio * canvas.clientWidth,
@@ -166,6 +191,13 @@ test("with forced colours everything is in the system's", in_session(async (page
   assert.deepEqual(await page.evaluate(() => [current_theme().hr, current_theme().tvn]),
                    ["CanvasText", "Highlight"]);
   assert.equal(await count_pixels(page, "ecg-canvas", HEART_RATE_ORANGE), 0);
+  // Chromium's stand-in for the system's colours is black on white, or the reverse.
+  const grid = await page.evaluate(() => {
+    const probe = document.body.appendChild(document.createElement("i"));
+    probe.style.cssText = "color: var(--grid); forced-color-adjust: none";
+    return getComputedStyle(probe).color;
+  });
+  assert.match(grid, /0\.[27]5 0\.[27]5 0\.[27]5/);
   const borders = await page.locator(".card:visible").evaluateAll((all) =>
     new Set(all.map((card) => getComputedStyle(card).borderColor)).size);
   assert.equal(borders, 1);
