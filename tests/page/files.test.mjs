@@ -113,6 +113,35 @@ test("a folder is uploaded file by file and run",
       ["/batch_run?mode=single" + PARAMETERS + "&batchname=study"]);
   }));
 
+// Lists the waiting times of the page's timers from here on.
+const record_waits = (page) => page.evaluate(() => {
+  const { setTimeout: wait } = window;
+  window.setTimeout = (action, ms, ...rest) => {
+    window.waits.push(ms);
+    return wait(action, ms, ...rest);
+  };
+});
+
+test("polls come every second; a failed one of a Kubios file is tried again after 1.2 s",
+  with_folder(["a.txt"], async (page, server, folder) => {
+    server.replies["/batch_new"] = server.replies["/batch_upload"] = { ok: true };
+    server.replies["/batch_run"] = { ok: true };
+    server.replies["/import"] = { ok: true, kubios: true, beats: 9 };
+    await record_waits(page);
+    const answers = ["broken", { status: "running" }, { status: "done", msg: "Ready" }];
+    for (const [start, retry_ms] of [
+      [() => pick_folder(page, "Batch process…", folder), 1000],
+      [() => pick_file(page, "rr.csv", "sep=,"), 1200]]) {
+      const polls = [...answers];
+      server.replies["/batch_status"] = () => polls.shift();
+      await page.evaluate(() => { window.waits = []; });
+      await start();
+      await eventually(() => assert.equal(polls.length, 0));
+      await text_becomes(hint(page), "✓ Ready");
+      assert.deepEqual(await page.evaluate(() => window.waits), [1000, retry_ms, 1000]);
+    }
+  }));
+
 test("a refused batch shows its reason and gives the buttons back",
   with_folder(["a.txt"], async (page, server, folder) => {
     server.replies["/batch_new"] = server.replies["/batch_upload"] = { ok: true };

@@ -1,11 +1,10 @@
 // Files of the user's own: one recording to replay, or folders to turn into reports.
 
 const BATCH_POLL_MS = 1000;
-const BATCH_RETRY_MS = 1200;
-const FILE_BUTTONS = ["import-file", "import-folder", "batch-folder"];
+const KUBIOS_RETRY_MS = 1200;
 
 function set_files_busy(button) {
-  for (const id of FILE_BUTTONS) {
+  for (const id of ["import-file", "import-folder", "batch-folder"]) {
     set_busy(id, id === button);
     $(id).disabled = Boolean(button);
   }
@@ -31,7 +30,7 @@ async function import_file(file) {
     start_parameters(), file);
   if (reply.ok && reply.kubios) {
     tell("import-hint", `Processing Kubios RR (${reply.beats} beats)…`);
-    follow_batch(() => {});
+    follow_batch(() => {}, KUBIOS_RETRY_MS);
   } else if (reply.ok) {
     end_files("");
     enter_session();
@@ -48,7 +47,7 @@ function is_recording({ name }) {
 // mode "single": all files are one person's recording; mode "batch": one report per recording.
 async function process_folder(all_files, button, mode) {
   const files = all_files.filter(is_recording);
-  if (files.length === 0) {
+  if (!files.length) {
     tell("import-hint", "No recordings (.txt raw ECG or .csv Kubios) found in that folder.", true);
     return;
   }
@@ -81,7 +80,7 @@ async function upload_and_run(files, mode) {
   return reply.ok ? "" : refusal_text(reply, "Could not start.");
 }
 
-function follow_batch(on_running) {
+function follow_batch(on_running, retry_ms) {
   poll("/batch_status", BATCH_POLL_MS, (job) => {
     if (job.status === "running") {
       on_running(job);
@@ -90,5 +89,5 @@ function follow_batch(on_running) {
     const done = job.status === "done";
     end_files(done ? "✓ " + job.msg : job.msg || "The batch did not run.", !done);
     return true;
-  }, BATCH_RETRY_MS);
+  }, retry_ms);
 }

@@ -5,7 +5,7 @@ function on_files(id, action) {
   on("change", id, ({ target }) => {
     const files = [...target.files];
     target.value = "";
-    if (files.length > 0) action(files);
+    if (files.length) action(files);
   });
 }
 
