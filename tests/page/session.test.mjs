@@ -56,6 +56,18 @@ test("the gauge knob is at (value + 1) / 2 of its width", in_session(async (page
   }
 }));
 
+test("the knob's circle is centred on its place", in_session(async (page) => {
+  const [middle, height] = await page.evaluate(() => {
+    const look = getComputedStyle(document.getElementById("gauge-knob"), "::before");
+    const size = (side) => ["", "borderLeftWidth", "borderRightWidth"].reduce((sum, name) =>
+      sum + Number.parseFloat(look[name || side]), 0);
+    return [[Number.parseFloat(look.left) + size("width") / 2,
+             Number.parseFloat(look.top) + size("height") / 2],
+            document.getElementById("gauge").clientHeight];
+  });
+  assert.deepEqual(middle, [0, height / 2]);
+}));
+
 test("broken events and raw control bytes do no harm", in_session(async (page, server) => {
   server.push('{"mode":"replay","running":tr');
   server.push(JSON.stringify(snapshot({ name_id: "tab", hr: 60 })).replace("tab", "a\tb\u0001"));
@@ -106,6 +118,33 @@ test("the slider follows, is left alone while dragged, and seeks on release",
     // The marker keys belong to the session again.
     await page.keyboard.press("2");
     await eventually(() => assert.equal(requests_for(server, "/mark").length, 1));
+  }));
+
+test("a slider taken again before the last seek was answered is left alone",
+  in_session(async (page, server) => {
+    const slider = page.getByLabel("Position");
+    await show(page, server, { frac: 0.25 });
+    let answer;
+    server.replies["/seek"] = () => new Promise((give) => { answer = give; });
+    const { x, y, width, height } = await slider.boundingBox();
+    const move_to = (share) => page.mouse.move(x + share * width, y + height / 2, { steps: 3 });
+    await move_to(0.25);
+    await page.mouse.down();
+    await move_to(0.4);
+    await page.mouse.up();
+    await eventually(() => assert.ok(answer));
+    await page.mouse.down();
+    await move_to(0.6);
+    const held = await slider.inputValue();
+    answer({ ok: true });
+    await page.waitForTimeout(300);
+    await show(page, server, { frac: 0.1 });
+    assert.equal(await slider.inputValue(), held);
+    server.replies["/seek"] = { ok: true };
+    await page.mouse.up();
+    await page.waitForTimeout(300);
+    await show(page, server, { frac: 0.1 });
+    assert.equal(await slider.inputValue(), "100");
   }));
 
 // 780 samples of a steep saw-tooth and a heart rate and TVN for 100 s.

@@ -12,16 +12,18 @@ const LOST = "Connection to Talvern Live lost. Is its window still open?";
 const banner = (page) => page.locator("#trouble");
 
 test("a lost stream dims the last picture until it is back", in_session(async (page, server) => {
-  await show(page, server, { hr: 71.6, tvn: 0.5 });
+  await show(page, server, { elapsed: 50, tvn: 0.5 });
+  await show(page, server, { elapsed: 66, hr: 71.6, tvn: 0.5 });
   const looks = () => page.evaluate(() => [
     getComputedStyle(document.getElementById("hr-value")).color,
+    getComputedStyle(document.querySelector("#coupled.lit")).backgroundColor,
     getComputedStyle(document.getElementById("ecg-canvas")).opacity]);
   const usual = await looks();
   assert.ok(await banner(page).isHidden());
   await server.close();
   await text_becomes(banner(page), LOST);
   assert.equal(await banner(page).getAttribute("role"), "alert");
-  assert.deepEqual(await looks(), ["rgb(91, 100, 114)", "0.35"]);
+  assert.deepEqual(await looks(), ["rgb(91, 100, 114)", "rgb(91, 100, 114)", "0.35"]);
   assert.equal(await page.locator("#hr-value").textContent(), "72");
   await server.reopen();
   await eventually(async () => assert.ok(await banner(page).isHidden()), 8000);
@@ -79,6 +81,17 @@ test("a live run whose time stands still says so, and what to do",
       assert.ok(await banner(page).isHidden());
     }
   }));
+
+test("a stall ends with its session", in_session(async (page, server) => {
+  const connecting = { mode: "live", elapsed: 0 };
+  await show(page, server, connecting);
+  await button(page, "New session").click();
+  await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
+  await page.waitForTimeout(2100);
+  await start_replay(page, server);
+  await show(page, server, connecting);
+  assert.ok(await banner(page).isHidden());
+}));
 
 test("help for a strap that is not listed", with_page(async (page) => {
   await page.getByText("Why is my strap not listed?").click();
@@ -142,6 +155,21 @@ test("so do the buttons of a session", in_session(async (page, server) => {
   release({ ok: true });
   await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
 }));
+
+test("a failed stop is an alert, until the run has ended all the same",
+  in_session(async (page, server) => {
+    const hint = page.locator("#tfr-hint");
+    await show(page, server);
+    server.replies["/stop"] = null;
+    await button(page, "Stop").click();
+    await is_back(page, "Stop");
+    await show(page, server, { hr: 60 });
+    await text_becomes(hint, "Could not stop: no answer");
+    assert.equal(await hint.getAttribute("role"), "alert");
+    await show(page, server, { running: false, cycles_done: 1 });
+    await text_becomes(hint, /^Compute the TFR, or press Save/);
+    assert.equal(await hint.getAttribute("role"), null);
+  }));
 
 test("a scan goes on while Setup is entered again", with_page(async (page, server) => {
   const release = hold(server, "/scan");

@@ -35,7 +35,7 @@ function watch_theme() {
   for (const query of ["(prefers-color-scheme: dark)", "(forced-colors: active)", "print"]) {
     matchMedia(query).addEventListener("change", refresh_charts);
   }
-  window.addEventListener("resize", refresh_charts);
+  addEventListener("resize", refresh_charts);
 }
 
 // One element of the backing store per device pixel of the present screen; contexts in CSS pixels.

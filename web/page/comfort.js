@@ -40,7 +40,7 @@ function wire_comfort() {
     paint();
   });
   document.addEventListener("visibilitychange", lock_screen);
-  window.addEventListener("beforeunload", ask_before_closing);
+  addEventListener("beforeunload", ask_before_closing);
 }
 
 // The disc grows with the in-breath and shrinks with the out-breath.

@@ -7,12 +7,12 @@ const COUNTDOWN_HIDE_MS = 1200;
 // At a high replay speed the note would otherwise be a rattle.
 const REWARD_MIN_WALL_S = 1.2;
 
-let countdown = { announced: 0, done: false, hide_timer: 0 };
+let countdown = {};
 let reward = {};
 
 function reset_coupling() {
   clearTimeout(countdown.hide_timer);
-  countdown = { announced: 0, done: false, hide_timer: 0 };
+  countdown = { announced: 0, done: false };
   reset_reward();
   show_countdown(false, 0, "");
 }
@@ -41,7 +41,7 @@ function follow_countdown({ elapsed, cycle_seconds, running }) {
 }
 
 function reset_reward() {
-  reward = { positive_since: null, played_at: null, played_wall_s: -Infinity };
+  reward = { positive_since: null, played_at: -Infinity, played_wall_s: -Infinity };
   $("coupled").classList.remove("lit");
 }
 
@@ -53,7 +53,7 @@ function follow_reward({ elapsed, tvn, cycle_seconds, running }, wall_s) {
   reward.positive_since ??= elapsed;
   const coupled = elapsed - reward.positive_since >= cycle_seconds;
   $("coupled").classList.toggle("lit", coupled);
-  const due = (reward.played_at === null || elapsed - reward.played_at >= cycle_seconds) &&
+  const due = elapsed - reward.played_at >= cycle_seconds &&
     wall_s - reward.played_wall_s >= REWARD_MIN_WALL_S;
   if (coupled && running && due) {
     reward.played_at = elapsed;

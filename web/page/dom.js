@@ -11,9 +11,11 @@ function set_text(id, text) {
 
 // A line about a call: waiting, done, or failed, which a screen reader says at once.
 function tell(id, text, failed = false) {
-  $(id).role = failed ? "alert" : null;
-  $(id).ariaLive = failed ? "assertive" : "polite";
-  set_text(id, text);
+  const line = $(id);
+  if (line.textContent === text) return;
+  line.role = failed ? "alert" : null;
+  line.ariaLive = failed ? "assertive" : "polite";
+  line.textContent = text;
 }
 
 // What the style sheet asks of the body.

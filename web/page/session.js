@@ -30,6 +30,7 @@ function leave_session() {
   stream = last_snapshot = null;
   dragging = stop_failed = false;
   pending_marks = [];
+  moved = {};
   summary_at = -Infinity;
   keep_awake(false);
 }
@@ -106,9 +107,10 @@ function render_titles(snapshot) {
     `Expected ${snapshot.expected_freq} Hz`);
   set_text("source-label", snapshot.source_label);
   set_text("bluetooth-line", live ? " · Bluetooth: " + snapshot.bt_status : "");
-  set_text("tfr-hint", stop_failed ? "Could not stop: no answer"
+  const stuck = running && stop_failed;
+  tell("tfr-hint", stuck ? "Could not stop: no answer"
     : running || tfr_computed || snapshot.cycles_done < 1 ? ""
-    : "Compute the TFR, or press Save to keep the run.");
+    : "Compute the TFR, or press Save to keep the run.", stuck);
 }
 
 // Two decimals with a sign, "–" for no value; what rounds to zero is shown as the positive zero.
@@ -167,23 +169,26 @@ async function mark_by_key({ key, repeat, ctrlKey, altKey, metaKey }) {
 // the focus back, or the marker keys would go to it.
 function wire_slider() {
   const slider = $("position");
-  let key_down = false;
-  const let_go = () => {
+  let key_down = false, holds = 0;
+  const let_go = (hold) => {
+    if (hold !== holds) return;  // Taken again meanwhile.
     slider.blur();
     dragging = false;
   };
   on("input", "position", () => { dragging = true; });
+  on("pointerdown", "position", () => { ++holds; });
   on("change", "position", async () => {
+    const hold = holds;
     await try_call("/seek?frac=" + slider.value / 1000);
-    if (!key_down) let_go();
+    if (!key_down) let_go(hold);
   });
   on("keydown", "position", () => { key_down = true; });
   on("keyup", "position", () => {
     key_down = false;
-    if (dragging) let_go();
+    if (dragging) let_go(holds);
   });
   // A knob brought back to where it was taken gives no change.
-  on("pointerup", "position", () => setTimeout(let_go, 200));
+  on("pointerup", "position", () => setTimeout(let_go, 200, holds));
 }
 
 async function stop_run() {

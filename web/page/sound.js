@@ -12,12 +12,12 @@ let muted = false;
 // Called from the click that starts a session: before one, browsers keep a page silent.
 function wake_sound() {
   try {
-    audio = audio || new AudioContext();
+    audio ||= new AudioContext();
     audio.resume().catch(() => {});
   } catch {
     return;  // No sound device.
   }
-  if (piano === null) load_piano();
+  if (!piano) load_piano();
 }
 
 async function load_piano() {
@@ -30,7 +30,7 @@ async function load_piano() {
 }
 
 function play_piano() {
-  if (muted || audio === null || piano === null) return;
+  if (muted || !piano) return;
   const note = audio.createBufferSource();
   note.buffer = piano;
   note.connect(audio.destination);
@@ -38,7 +38,7 @@ function play_piano() {
 }
 
 function beep(frequency_hz, seconds) {
-  if (muted || audio === null) return;
+  if (muted || !audio) return;
   const from = audio.currentTime;
   const tone = audio.createOscillator();
   const level = audio.createGain();
