@@ -3,7 +3,8 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { eventually, text_becomes } from "./browser.mjs";
-import { button, in_session, share_browser, show, start_replay } from "./fixture.mjs";
+import { button, in_session, record_waits, share_browser, show, start_replay }
+  from "./fixture.mjs";
 
 share_browser();
 
@@ -17,6 +18,15 @@ test("the countdown counts, beeps twice and once higher, and hides",
     await show(page, server, { elapsed: 19.5 });
     await text_becomes(countdown, "TVN in 13");
     assert.equal(await text(page, "countdown-bar").evaluate((bar) => bar.value), 0.609375);
+    await record_waits(page);
+    await page.evaluate(() => {
+      window.lengths = [];
+      const { beep: sound } = window;
+      window.beep = (frequency_hz, seconds) => {
+        window.lengths.push(seconds);
+        sound(frequency_hz, seconds);
+      };
+    });
     for (const elapsed of [29, 30, 30.5, 31, 31.9]) await show(page, server, { elapsed });
     await text_becomes(countdown, "TVN in 1");
     assert.deepEqual(await sounds(), [660, 660]);
@@ -24,6 +34,8 @@ test("the countdown counts, beeps twice and once higher, and hides",
     await text_becomes(countdown, "TVN active");
     assert.ok(await countdown.isVisible());
     assert.deepEqual(await sounds(), [660, 660, 880]);
+    assert.deepEqual(await page.evaluate(() => [window.lengths, window.waits]),
+                     [[0.12, 0.12, 0.25], [1200]]);
     await eventually(async () => assert.ok(await countdown.isHidden()));
     await show(page, server, { elapsed: 40 });
     assert.equal((await sounds()).length, 3);

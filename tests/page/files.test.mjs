@@ -4,7 +4,7 @@ import { tmpdir } from "node:os";
 import { dirname, join } from "node:path";
 import { test } from "node:test";
 import { eventually, text_becomes } from "./browser.mjs";
-import { button, requests_for, share_browser, with_page } from "./fixture.mjs";
+import { button, record_waits, requests_for, share_browser, with_page } from "./fixture.mjs";
 
 share_browser();
 
@@ -56,9 +56,13 @@ test("an imported raw ECG is sent as it is and replays", with_page(async (page, 
 
 test("a refused import shows the note; the same file can be picked again",
   with_page(async (page, server) => {
+    const picked = () => page.locator("#file-picker").evaluate((picker) => picker.files.length);
     server.replies["/import"] = { ok: false, note: "No file received." };
     await pick_file(page, "a.txt", "");
     await text_becomes(hint(page), "No file received.");
+    assert.equal(await picked(), 0);
+    // The click was also one that sounds may follow.
+    assert.notEqual(await page.evaluate(() => audio), null);
     server.replies["/import"] = { ok: false };
     await pick_file(page, "a.txt", "");
     await text_becomes(hint(page), "Could not import that file.");
@@ -112,15 +116,6 @@ test("a folder is uploaded file by file and run",
     assert.deepEqual(requests_for(server, "/batch_run").map((r) => r.url),
       ["/batch_run?mode=single" + PARAMETERS + "&batchname=study"]);
   }));
-
-// Lists the waiting times of the page's timers from here on.
-const record_waits = (page) => page.evaluate(() => {
-  const { setTimeout: wait } = window;
-  window.setTimeout = (action, ms, ...rest) => {
-    window.waits.push(ms);
-    return wait(action, ms, ...rest);
-  };
-});
 
 test("polls come every second; a failed one of a Kubios file is tried again after 1.2 s",
   with_folder(["a.txt"], async (page, server, folder) => {

@@ -71,3 +71,15 @@ export function requests_for(server, path) {
 export function button(page, name) {
   return page.getByRole("button", { name, exact: true });
 }
+
+// Lists the waiting times of the page's timers in window.waits from here on.
+export function record_waits(page) {
+  return page.evaluate(() => {
+    window.waits = [];
+    const { setTimeout: wait } = window;
+    window.setTimeout = (action, ms, ...rest) => {
+      window.waits.push(ms);
+      return wait(action, ms, ...rest);
+    };
+  });
+}

@@ -1,7 +1,7 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { eventually, text_becomes } from "./browser.mjs";
-import { button, in_session, requests_for, share_browser, start_replay, with_page }
+import { button, in_session, record_waits, requests_for, share_browser, start_replay, with_page }
   from "./fixture.mjs";
 import { snapshot } from "./scripted_server.mjs";
 
@@ -23,6 +23,7 @@ test("Save exports, polls until done and lists the result", in_session(async (pa
   const polls = [{ status: "exporting" }, null, { status: "done", result: {
     folder: "anna_export", files: ["anna.edf", "<b>.pdf"], errors: ["no TFR"] } }];
   server.replies["/export_status"] = () => polls.shift();
+  await record_waits(page);
   await button(page, "Save").click();
   await text_becomes(export_line(page), EXPORTING);
   assert.ok(await button(page, "Save").isDisabled());
@@ -31,6 +32,7 @@ test("Save exports, polls until done and lists the result", in_session(async (pa
   assert.deepEqual(await page.locator("#export-list li").allTextContents(),
                    ["anna.edf", "<b>.pdf", "no TFR"]);
   await enabled(page, "Save");
+  assert.deepEqual(await page.evaluate(() => [...new Set(window.waits)]), [1500]);
   assert.equal(requests_for(server, "/save").length, 0);
 }));
 
@@ -79,6 +81,10 @@ test("the TFR is polled and shown as two figures", in_session(async (page, serve
                    ["0.18", "0.10", "0.02"]);
   assert.equal(await page.locator("figure .axis-title").first().textContent(), "Frequency (Hz)");
   await enabled(page, "Compute TFR");
+  // It need not be suggested any more.
+  server.push(snapshot({ running: false, cycles_done: 1, hr: 63 }));
+  await text_becomes(page.locator("#hr-value"), "63");
+  await text_becomes(page.locator("#tfr-hint"), "");
 }));
 
 test("a TFR that does not come says why, once", in_session(async (page, server) => {

@@ -22,6 +22,7 @@ test("titles, numbers and lines follow the snapshot", in_session(async (page, se
   await text_becomes(text(page, "tvn-value"), "+0.50");
   await text_becomes(text(page, "cycles"), "4.1 / 16");
   await text_becomes(text(page, "elapsed"), "65.7 s");
+  await text_becomes(text(page, "position-elapsed"), "65.7 s");
   await text_becomes(text(page, "position-total"), "257.2 s total · drag to jump");
   await text_becomes(text(page, "markers-line"), "Markers: 4 at 12.3 s, 9 at 60.0 s");
   await text_becomes(text(page, "status-word"), "Recording");
@@ -184,6 +185,45 @@ test("the TVN line is broken where there is no value", in_session(async (page, s
   }, TVN_BLUE);
   assert.deepEqual(drawn, [false, true, false, true]);
 }));
+
+test("the trend has its labels, a line per cycle, and dashes at 0 and at the markers",
+  in_session(async (page, server) => {
+    await show(page, server);
+    await page.waitForTimeout(100);
+    await page.evaluate(() => {
+      window.texts = [];
+      window.lines = [];
+      const { fillText } = CanvasRenderingContext2D.prototype;
+      CanvasRenderingContext2D.prototype.fillText = function (label, ...place) {
+        window.texts.push(String(label));
+        fillText.call(this, label, ...place);
+      };
+      const { stroke_line: draw } = window;
+      window.stroke_line = (ctx, ...ends) => {
+        window.lines.push([ctx.getLineDash().length > 0, ...ends]);
+        draw(ctx, ...ends);
+      };
+    });
+    // The window is 20 s to 200 s, its heart rates 60 and 70: 58.6 to 71.4 with the headroom.
+    await show(page, server, {
+      elapsed: 200.5, markers: [{ t: 5, k: 7 }, { t: 60, k: 4 }],
+      hr_series: Array.from({ length: 201 }, (_, x) => ({ x, y: x < 10 ? 40 : 60 + x % 2 * 10 })) });
+    assert.deepEqual(await page.evaluate(() => window.texts),
+      ["59", "−1", "20 s", "65", "0", "110 s", "71", "+1", "200 s", "4"]);
+    const [drawn, expected] = await page.evaluate(() => {
+      const { left, right, top, bottom, to_x } = trend_plot(charts[1], last_snapshot);
+      const upright = (dashed, t) => [dashed, to_x(t), top, to_x(t), bottom];
+      const middle = (top + bottom) / 2;
+      const cycles = Array.from({ length: 11 }, (_, n) => upright(false, 32 + 16 * n));
+      const round = (lines) => lines.map(([dashed, ...ends]) =>
+        [dashed, ...ends.map((end) => Math.round(end * 100))]);
+      return [window.lines, [...cycles, [true, left, middle, right, middle], upright(true, 60)]]
+        .map(round);
+    });
+    assert.deepEqual(drawn, expected);
+    assert.match(await page.locator("#ecg-canvas").evaluate((canvas) =>
+      getComputedStyle(canvas).backgroundSize), /^38px 38px, 38px 38px$/);
+  }));
 
 test("chart axes follow the data", in_session(async (page) => {
   const axes = await page.evaluate(() => {

@@ -171,6 +171,47 @@ test("a failed stop is an alert, until the run has ended all the same",
     assert.equal(await hint.getAttribute("role"), null);
   }));
 
+test("what an earlier session asked for does not reach the next one",
+  in_session(async (page, server) => {
+    Object.assign(server.replies, { "/export": { ok: true }, "/tfr": { ok: true },
+                                    "/tfr_status": { status: "done" } });
+    const next_session = async () => {
+      await button(page, "New session").click();
+      await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
+      await start_replay(page, server);
+      await show(page, server);
+    };
+    const untouched = async () => {
+      await page.waitForTimeout(100);
+      for (const name of ["Save", "Compute TFR"]) await is_back(page, name);
+      assert.ok(await page.locator("#results").isHidden());
+      assert.equal(await page.locator("figure").count(), 0);
+    };
+    // The start of a job.
+    await show(page, server);
+    let release = hold(server, "/export");
+    await button(page, "Save").click();
+    await waits(page, "Save");
+    await next_session();
+    release({ ok: true });
+    await untouched();
+    await page.waitForTimeout(1600);
+    assert.equal(requests_for(server, "/export_status").length, 0);
+    // A job's last poll, and its pictures.
+    server.replies["/export"] = { ok: true };
+    release = hold(server, "/export_status");
+    const release_images = hold(server, "/tfr_images");
+    await button(page, "Save").click();
+    await button(page, "Compute TFR").click();
+    for (const path of ["/export_status", "/tfr_images"]) {
+      await eventually(() => assert.equal(requests_for(server, path).length, 1));
+    }
+    await next_session();
+    release({ status: "done", result: { folder: "old" } });
+    release_images({ images: { tfr3: "data:,", tfr10: "data:," } });
+    await untouched();
+  }));
+
 test("a scan goes on while Setup is entered again", with_page(async (page, server) => {
   const release = hold(server, "/scan");
   await button(page, "Scan for devices").click();
