@@ -55,20 +55,30 @@ test("Setup without the program says so and fills its lists when it is back",
     await start_replay(page, server);
   }));
 
+// Stops the clock by which the page measures a stall. The result lets time pass.
+async function hold_clock(page) {
+  await page.evaluate(() => {
+    window.clock_ms = performance.now();
+    performance.now = () => window.clock_ms;
+  });
+  return (ms) => page.evaluate((passed) => { window.clock_ms += passed; }, ms);
+}
+
 test("a live run whose time stands still says so, and what to do",
   in_session(async (page, server) => {
+    const pass = await hold_clock(page);
     const live = (elapsed, changes) => show(page, server,
       { mode: "live", elapsed, total: 256, hr: 60, ...changes });
     await live(20);
-    await page.waitForTimeout(1500);
+    await pass(1950);
     await live(20);
     assert.ok(await banner(page).isHidden());
-    await page.waitForTimeout(700);
+    await pass(100);
     await live(20);
     await text_becomes(banner(page), /^No data from the strap for 2 s\s+Wet the electrodes, /);
     const colour = () => page.locator("#hr-value").evaluate((e) => getComputedStyle(e).color);
     assert.equal(await colour(), "rgb(91, 100, 114)");
-    await page.waitForTimeout(900);
+    await pass(1000);
     await live(20);
     await text_becomes(page.locator("#trouble-seconds"), "No data from the strap for 3 s");
     await live(20.6);
@@ -76,18 +86,19 @@ test("a live run whose time stands still says so, and what to do",
     assert.equal(await colour(), "rgb(181, 71, 8)");
     for (const quiet of [{ running: false }, { mode: "replay" }]) {
       await live(30, quiet);
-      await page.waitForTimeout(2200);
+      await pass(2200);
       await live(30, quiet);
       assert.ok(await banner(page).isHidden());
     }
   }));
 
 test("a stall ends with its session", in_session(async (page, server) => {
+  const pass = await hold_clock(page);
   const connecting = { mode: "live", elapsed: 0 };
   await show(page, server, connecting);
   await button(page, "New session").click();
   await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
-  await page.waitForTimeout(2100);
+  await pass(2100);
   await start_replay(page, server);
   await show(page, server, connecting);
   assert.ok(await banner(page).isHidden());
