@@ -17,6 +17,12 @@ test("the audio context is made by the click on Start, and not before",
     await start_replay(page, server);
     await eventually(async () => assert.equal(await page.evaluate(() => audio.state), "running"));
     await page.waitForFunction(() => piano !== null);
+    // The next one wakes it again.
+    await page.evaluate(() => audio.suspend());
+    await button(page, "New session").click();
+    await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
+    await start_replay(page, server);
+    await eventually(async () => assert.equal(await page.evaluate(() => audio.state), "running"));
   }));
 
 test("a tone rises in 10 ms and dies away exponentially", in_session(async (page) => {

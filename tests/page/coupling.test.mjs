@@ -78,6 +78,8 @@ test("the reward comes after a full positive cycle, once a cycle",
     assert.deepEqual([await lit(), await notes()], [1, 4]);
     await at(100, 0.2);  // a seek backwards starts again
     assert.equal(await lit(), 0);
+    await at(116, 0.2);
+    assert.equal(await lit(), 1);
   }));
 
 test("a jump back shows the countdown again, a jump over it beeps once",

@@ -42,6 +42,7 @@ test("Setup to Session without a mouse", with_page(async (page, server) => {
   assert.deepEqual(await tab_through(page, 1), ["Start recording"]);
   await page.keyboard.press("Enter");
   await eventually(() => assert.equal(server.streams(), 1));
+  assert.equal(await page.evaluate(() => document.activeElement.id), "session-title");
   assert.match(requests_for(server, "/start_replay")[0].url,
                /^\/start_replay\?dir=samples&file=Sample%20\d\.txt&speed=8&/);
   await show(page, server);

@@ -116,9 +116,15 @@ test("the slider follows, is left alone while dragged, and seeks on release",
     await page.waitForTimeout(300);
     await show(page, server, { frac: 0.9 });
     assert.equal(await slider.inputValue(), "900");
-    // The marker keys belong to the session again.
+    // The marker keys belong to the session again, also when the knob was only touched.
     await page.keyboard.press("2");
     await eventually(() => assert.equal(requests_for(server, "/mark").length, 1));
+    await slider.focus();
+    await page.mouse.move(box.x + 10 + (box.width - 20) * 0.9, box.y + box.height / 2);
+    await page.mouse.down();
+    await page.mouse.up();
+    await eventually(async () =>
+      assert.ok(!await slider.evaluate((element) => element === document.activeElement)));
   }));
 
 test("a slider taken again before the last seek was answered is left alone",
