@@ -26,6 +26,8 @@ test("titles, numbers and lines follow the snapshot", in_session(async (page, se
   await text_becomes(text(page, "position-total"), "257.2 s total · drag to jump");
   await text_becomes(text(page, "markers-line"), "Markers: 4 at 12.3 s, 9 at 60.0 s");
   await text_becomes(text(page, "status-word"), "Recording");
+  await show(page, server, { hr: -20.4 });  // continued behind a last premature beat
+  await text_becomes(text(page, "hr-value"), "−20");
   await show(page, server, { running: false, hr: null, tvn: -0.256 });
   await text_becomes(text(page, "status-word"), "Stopped");
   await text_becomes(text(page, "hr-value"), "–");

@@ -1,4 +1,4 @@
-// Talking to the program: every reply is one JSON text, every refusal a JSON object with a text.
+// Talking to the program: every reply is JSON, every refusal has a text.
 
 // The program copies control bytes (a tab in a file name, say) into its JSON strings unescaped,
 // which JSON does not allow; it writes none elsewhere.

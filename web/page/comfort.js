@@ -26,7 +26,7 @@ function ask_before_closing(event) {
   if (mode === "live" && elapsed > 0 && !saved_as) event.preventDefault();
 }
 
-// Turns a switch over and returns whether it is now on.
+// Turns a switch over; whether it is now on.
 function flip(id) {
   const on = $(id).ariaChecked !== "true";
   $(id).ariaChecked = on;

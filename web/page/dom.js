@@ -24,6 +24,9 @@ function set_state(name, value) {
   if (dataset[name] !== value) dataset[name] = value;
 }
 
+// A continued heart rate may be below zero.
+const whole = (value) => value?.toFixed(0).replace("-", "−") ?? "–";
+
 function make(tag, text = "", class_name = "") {
   const made = document.createElement(tag);
   made.textContent = text;

@@ -113,7 +113,7 @@ function render_titles(snapshot) {
     : "Compute the TFR, or press Save to keep the run.", stuck);
 }
 
-// Two decimals with a sign, "–" for no value; what rounds to zero is shown as the positive zero.
+// Two decimals with a sign; what rounds to zero has a plus.
 function signed(value) {
   if (value === null) return "–";
   const text = Math.abs(value).toFixed(2);
@@ -121,7 +121,7 @@ function signed(value) {
 }
 
 function render_numbers({ hr, tvn, cycles_done, cycles_target, elapsed }) {
-  set_text("hr-value", hr?.toFixed(0) ?? "–");
+  set_text("hr-value", whole(hr));
   set_text("tvn-value", signed(tvn));
   $("tvn-value").classList.toggle("positive", tvn > 0);
   const gauge = $("gauge");
@@ -147,10 +147,10 @@ function render_position({ mode, frac, elapsed, total }) {
 function render_summaries({ hr, tvn, hr_series }) {
   summary_at = performance.now();
   const { low, high } = extent(hr_series.map(({ y }) => y));
-  const now = `Heart rate ${hr?.toFixed(0) ?? "–"} bpm`;
+  const now = `Heart rate ${whole(hr)} bpm`;
   $("ecg-canvas").ariaLabel = "ECG of the last 6 s. " + now;
   $("trend-canvas").ariaLabel = `${now}, TVN ${signed(tvn)}` + (low > high ? ""
-    : `, heart rate so far ${low.toFixed(0)} to ${high.toFixed(0)} bpm`);
+    : `, heart rate so far ${whole(low)} to ${whole(high)} bpm`);
 }
 
 const shown_markers = ({ markers }) => [...markers, ...pending_marks];

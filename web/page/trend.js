@@ -97,9 +97,9 @@ function draw_trend_labels(ctx, { axis, from, to, left, right, bottom, to_x, to_
   for (const n of [0, 1, 2]) {
     const bpm = axis.low + n / 2 * (axis.high - axis.low);
     const seconds = from + n / 2 * (to - from);
-    label(hr, "right", bpm.toFixed(0), left - em / 2, to_y(n / 2));
+    label(hr, "right", whole(bpm), left - em / 2, to_y(n / 2));
     label(tvn, "right", ["−1", "0", "+1"][n], right + 2 * em, to_y(n / 2));
-    label(muted, ["left", "center", "right"][n], seconds.toFixed(0) + " s", to_x(seconds),
+    label(muted, ["left", "center", "right"][n], whole(seconds) + " s", to_x(seconds),
           bottom + em);
   }
 }
