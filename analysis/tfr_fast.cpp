@@ -166,6 +166,28 @@ void compute_rows(const CoarseSignal& signal, double fs, const std::vector<uint3
   }
 }
 
+// The columns that a picture shows.
+std::vector<uint32_t> picture_columns(std::size_t n_samples) {
+  const std::size_t width = std::min(n_samples, k_tfr_picture_columns);
+  std::vector<uint32_t> columns(width);
+  for (std::size_t x = 0; x < width; ++x) {
+    columns[x] = static_cast<uint32_t>(tfr_matrix_column(x, width, n_samples));
+  }
+  return columns;
+}
+
+// Both pictures, by two threads where a second one is to be had.
+void compute_pictures(const CoarseSignal& signal, double fs, Rows& rows) {
+  const std::vector<uint32_t> columns = picture_columns(signal.n_signal);
+  const std::size_t n_rows = rows.frequencies.size(), width = columns.size();
+  for (TfrPicture* picture : rows.pictures) {
+    *picture = {n_rows, width, std::vector<float>(n_rows * width)};
+  }
+  auto other = std::async([&] { compute_rows(signal, fs, columns, rows); });
+  compute_rows(signal, fs, columns, rows);
+  other.get();
+}
+
 }  // namespace
 
 std::size_t tfr_matrix_column(std::size_t x, std::size_t width, std::size_t cols) {
@@ -187,22 +209,11 @@ TfrPictures compute_tfr_pictures(std::size_t n_samples, std::span<const double> 
   }();
   result.cols = n_samples;
   result.expected_row = tfr_expected_row(frequencies, cycle_seconds);
-
-  const std::size_t width = std::min(n_samples, k_tfr_picture_columns);
-  std::vector<uint32_t> columns(width);
-  for (std::size_t x = 0; x < width; ++x) {
-    columns[x] = static_cast<uint32_t>(tfr_matrix_column(x, width, n_samples));
-  }
-  for (TfrPicture* picture : {&result.tfr3, &result.tfr10}) {
-    *picture = {frequencies.size(), width, std::vector<float>(frequencies.size() * width)};
-  }
   Rows rows{frequencies,
             static_cast<std::size_t>(result.expected_row),
             {&result.tfr3, &result.tfr10},
             {}};
-  auto other = std::async([&] { compute_rows(signal, fs, columns, rows); });
-  compute_rows(signal, fs, columns, rows);
-  other.get();
+  compute_pictures(signal, fs, rows);
   const TfrScale scale3 = tfr3_scale(rows.expected[0]), scale10 = tfr10_scale(rows.expected[1]);
   result.tfr3_centre = scale3.centre;
   result.tfr3_half_range = scale3.half_range;
