@@ -68,7 +68,7 @@ TEST_F(TfrJobTest, PublishesTwoPicturesAndTheLogPowerOfEachCycle) {
 // For each limit the job fails somewhere else: at the signal, at the spectra, at the pictures.
 TEST_F(TfrJobTest, RunningOutOfMemoryIsAnErrorOfTheJobOnly) {
   set_replay(synthetic::make_ecg(100.0));
-  for (const std::size_t largest : {50'000, 400'000, 1'600'000}) {
+  for (const std::size_t largest : {50'000u, 400'000u, 1'600'000u}) {
     const ScarceMemory scarce(largest);
     start_tfr_job(engine_);
     ASSERT_TRUE(wait_until([this] { return status() != "computing"; }));
