@@ -167,7 +167,7 @@ void BluezCentral::end_link(Farewell::Manner manner) {
   if (!link->is_open() && !is_connected(objects_, link->device_path())) return;
   const auto farewell = std::make_shared<Farewell>(
       LinkSurroundings{loop_, bus_, discovery_, objects_}, *link, manner);
-  std::erase_if(farewells_, [](const auto& old) { return old->is_down(); });
+  std::erase_if(farewells_, [](const auto& old) { return old->is_over(); });
   farewells_.push_back(farewell);
   // The run that a scan cuts off goes on, and is told that nothing will come any more.
   const bool tell = manner == Farewell::Manner::cut_off;

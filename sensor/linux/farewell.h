@@ -27,6 +27,8 @@ class Farewell : public std::enable_shared_from_this<Farewell> {
 
   const std::string& address() const { return address_; }
   bool is_down() const { return down_; }
+  // Whether there is nothing left to watch for: a connection that was called off may still come up.
+  bool is_over() const { return down_ && !called_off_; }
   // Whether bluetoothd has been asked to disconnect, so that the program may leave.
   bool has_asked() const { return asked_; }
 

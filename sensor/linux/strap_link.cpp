@@ -60,11 +60,11 @@ void StrapLink::find_again() {
 void StrapLink::found_again() {
   search_limit_.cancel();
   path_ = find_device(with_.objects, address_);
-  phase_ = Phase::connecting;
+  phase_ = Phase::found;
   with_.discovery.wish_for_link(false);
   with_.discovery.when_quiet([weak = weak_from_this()] {
     const auto self = weak.lock();
-    if (self != nullptr && self->phase_ == Phase::connecting) self->call_connect();
+    if (self != nullptr && self->phase_ == Phase::found) self->call_connect();
   });
 }
 
@@ -183,7 +183,7 @@ void StrapLink::discovery_refused(const std::string& why) {
 void StrapLink::adapter_lost() {
   if (phase_ == Phase::connected) {
     disconnected();
-  } else if (phase_ == Phase::finding || phase_ == Phase::waiting) {
+  } else if (phase_ != Phase::connecting && phase_ != Phase::over) {
     fail(connection_failed_text(""));
   }
 }

@@ -50,7 +50,8 @@ class StrapLink : public std::enable_shared_from_this<StrapLink> {
   bool is_open() const { return phase_ != Phase::over; }
 
  private:
-  enum class Phase { waiting, finding, connecting, connected, over };
+  // `found`: again, and not yet asked to connect, as the search for it has to end first.
+  enum class Phase { waiting, finding, found, connecting, connected, over };
 
   void find_again();
   void found_again();

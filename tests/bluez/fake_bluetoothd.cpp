@@ -15,10 +15,31 @@ constexpr const char* k_adapter = "/org/bluez/hci0";
 constexpr const char* k_device_interface = "org.bluez.Device1";
 constexpr const char* k_adapter_interface = "org.bluez.Adapter1";
 constexpr double k_advertising_seconds = 0.1;
-constexpr double k_discovery_answer_seconds = 0.02;
 
 void require(int result, const char* what) {
   if (result < 0) throw std::runtime_error(what);
+}
+
+// The options of a discovery filter, in their order: "Transport=le DuplicateData=0".
+std::string read_filter(sd_bus_message* message) {
+  std::string text;
+  sd_bus_message_enter_container(message, 'a', "{sv}");
+  while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
+    const char* key = nullptr;
+    const char* value = nullptr;
+    int flag = 0;
+    sd_bus_message_read(message, "s", &key);
+    text += (text.empty() ? "" : " ") + std::string(key) + "=";
+    if (sd_bus_message_read(message, "v", "s", &value) > 0) {
+      text += value;
+    } else if (sd_bus_message_read(message, "v", "b", &flag) > 0) {
+      text += std::to_string(flag);
+    } else {
+      sd_bus_message_skip(message, "v");
+    }
+    sd_bus_message_exit_container(message);
+  }
+  return text;
 }
 
 }  // namespace
@@ -74,9 +95,10 @@ struct Bluetoothd::State {
   }
 
   void answer_for_adapter(const CallPointer& call, const std::string& member) {
-    calls.push_back(member);
+    const bool is_filter = member == "SetDiscoveryFilter";
+    calls.push_back(is_filter ? member + " " + read_filter(call->message) : member);
     const bool on = std::get<bool>(objects[k_adapter][k_adapter_interface]["Powered"]);
-    if (member == "SetDiscoveryFilter") return call->reply();
+    if (is_filter) return call->reply();
     if (!on) return call->fail("org.bluez.Error.NotReady", "Resource Not Ready");
     if (member == "StartDiscovery") return start_discovery(call);
     if (member == "StopDiscovery") return stop_discovery(call);
@@ -91,7 +113,7 @@ struct Bluetoothd::State {
       return call->fail("org.bluez.Error.InProgress", "Operation already in progress");
     }
     searching = true;
-    later(k_discovery_answer_seconds, [this, call] {
+    later(discovery_answer_seconds, [this, call] {
       call->reply();
       set_adapter("Discovering", true);
       advertise();
@@ -103,7 +125,7 @@ struct Bluetoothd::State {
     searching = false;
     stopping = true;
     advertising = Timer();
-    later(k_discovery_answer_seconds, [this, call] {
+    later(discovery_answer_seconds, [this, call] {
       stopping = false;
       for (auto& [path, session] : sessions) session->forget_signal_strength();
       set_adapter("Discovering", false);
@@ -173,6 +195,7 @@ struct Bluetoothd::State {
   bool searching = false;
   bool stopping = false;
   std::optional<BluezError> discovery_error;
+  double discovery_answer_seconds = 0.02;
   std::vector<std::string> calls;
   std::vector<std::string> writes;
 };
@@ -239,6 +262,10 @@ void Bluetoothd::set_powered(bool on) {
 
 void Bluetoothd::refuse_discovery(const BluezError& error) {
   run([&] { state_->discovery_error = error; });
+}
+
+void Bluetoothd::answer_discovery_after(double seconds) {
+  run([&] { state_->discovery_answer_seconds = seconds; });
 }
 
 void Bluetoothd::remove_adapter() {

@@ -31,6 +31,8 @@ class Bluetoothd {
   void set_powered(bool on);
   // No search can be begun, for this reason.
   void refuse_discovery(const BluezError& error);
+  // How long the begin and the end of a search take.
+  void answer_discovery_after(double seconds);
   void remove_adapter();
   void add_adapter();
   // Nothing heard of a device for 30 s: its objects go.
@@ -45,8 +47,8 @@ class Bluetoothd {
   void die();
   void come_back();
 
-  // What clients called since the start: "StartDiscovery", "Connect <address>", "StartNotify
-  // data", "WriteValue 0100", ...
+  // What clients called since the start: "SetDiscoveryFilter Transport=le", "StartDiscovery",
+  // "Connect <address>", "StartNotify data", "WriteValue 0100", ...
   std::vector<std::string> calls();
   // The bytes that were written to control points, in hex, and how each was meant ("request").
   std::vector<std::string> writes();

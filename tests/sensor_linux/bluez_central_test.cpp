@@ -64,10 +64,10 @@ TEST_F(BluezCentralTest, CallsComeInTheOrderThatTheStrapNeeds) {
   stop();
   ASSERT_TRUE(wait_for_call(disconnect_call_));
   EXPECT_THAT(bluetoothd().calls(),
-              ElementsAre("SetDiscoveryFilter", "StartDiscovery", "StopDiscovery", connect_call_,
-                          "StartNotify data", "StartNotify heart_rate", "StartNotify control",
-                          "WriteValue 0100", "WriteValue 02000001820001010E00", "WriteValue 0300",
-                          disconnect_call_));
+              ElementsAre("SetDiscoveryFilter Transport=le DuplicateData=0", "StartDiscovery",
+                          "StopDiscovery", connect_call_, "StartNotify data",
+                          "StartNotify heart_rate", "StartNotify control", "WriteValue 0100",
+                          "WriteValue 02000001820001010E00", "WriteValue 0300", disconnect_call_));
 }
 
 TEST_F(BluezCentralTest, NoSampleIsLostAndNoneComesAfterTheStop) {
@@ -148,6 +148,23 @@ TEST_F(BluezCentralTest, AForgottenDeviceThatStaysAwayIsGivenUp) {
   EXPECT_TRUE(StrapWorld::wait_until([&] { return monotonic_seconds() - begun > 9.5; }));
   EXPECT_TRUE(world_.wait_for_status("Device not found. Try scanning again."));
   EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_discovering(); }));
+}
+
+// The device is there again, and is connected once the search for it has ended.
+TEST_F(BluezCentralTest, BluetoothdDyingAtTheEndOfASearchFailsTheConnection) {
+  begin();
+  world_.bring_devices();
+  scan();
+  bluetoothd().expire(k_strap);
+  bluetoothd().answer_discovery_after(0.5);
+  world_.start(k_strap);
+  ASSERT_TRUE(StrapWorld::wait_until([this] {
+    const Lines calls = bluetoothd().calls();
+    return std::count(calls.begin(), calls.end(), "StopDiscovery") == 2;
+  }));
+  bluetoothd().die();
+  EXPECT_TRUE(world_.wait_for_status("Connection failed: unknown"));
+  EXPECT_THAT(bluetoothd().calls(), Not(Contains(connect_call_)));
 }
 
 TEST_F(BluezCentralTest, ASearchThatIsStoppedEnds) {
@@ -322,6 +339,27 @@ TEST_F(BluezCentralTest, AConnectionThatComesUpAfterItWasCalledOffIsEnded) {
   EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_connected(k_strap); }));
   const Lines calls = bluetoothd().calls();
   EXPECT_EQ(std::count(calls.begin(), calls.end(), disconnect_call_), 2);
+}
+
+TEST_F(BluezCentralTest, AConnectionThatWasCalledOffIsWatchedDuringTheNextRun) {
+  world_.strap().connect_hangs = true;
+  world_.strap().comes_up_all_the_same = true;
+  world_.strap().connect_seconds = 2.0;
+  begin();
+  world_.remember_strap();
+  fake::Strap other;
+  other.address = "A0:9E:1A:00:00:02";
+  other.name = "Polar H10 other";
+  bluetoothd().add_strap(other, true);
+  world_.start(k_strap);
+  ASSERT_TRUE(wait_for_call(connect_call_));
+  stop();
+  world_.start(other.address);
+  ASSERT_TRUE(world_.wait_for_status(k_streaming));
+  stop();
+  EXPECT_FALSE(bluetoothd().is_connected(k_strap));
+  EXPECT_TRUE(fake::eventually([this] { return bluetoothd().is_connected(k_strap); }));
+  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_connected(k_strap); }));
 }
 
 TEST_F(BluezCentralTest, AStrapThatStopsAnsweringIsLeftAllTheSame) {
