@@ -229,7 +229,9 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
   }
   // Whatever the answer was: the settings are known, and a strap that still streams from an
   // earlier run refuses nothing that matters.
-  if (self.ecgStarted || peripheral != self.peripheral) return;
+  // The stop command of the last run may be answered when the next one has begun to connect to the
+  // same strap: its control point is not known then.
+  if (self.ecgStarted || peripheral != self.peripheral || self.controlChar == nil) return;
   self.ecgStarted = YES;
   [peripheral writeValue:data_of(tvn::k_start_ecg)
        forCharacteristic:characteristic

@@ -24,6 +24,8 @@ void throw_at_scans(const std::string& reason);
 // stopScan throws, with this reason; connectPeripheral likewise.
 void throw_at_stop_scan(const std::string& reason);
 void throw_at_connect(const std::string& reason);
+// Nothing is told for so long; requests meanwhile are answered after it.
+void hold_queue(double seconds);
 void bring_devices();
 void know_strap();
 void drop_link();

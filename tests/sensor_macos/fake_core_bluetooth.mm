@@ -295,6 +295,10 @@ void throw_at_connect(const std::string& reason) {
   queue()->run([&] { g_air.connect_exception = reason; });
 }
 
+void hold_queue(double seconds) {
+  queue()->post([] {}, seconds);
+}
+
 void bring_devices() {
   queue()->run([] { g_air.has_come = true; });
 }

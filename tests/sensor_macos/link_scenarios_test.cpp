@@ -92,6 +92,23 @@ TEST_F(MacBleTest, OnlyTheDataCharacteristicIsDecoded) {
   EXPECT_EQ(world_.samples().size(), 1u);
 }
 
+// The answer to the last run's stop command comes when the next run has begun.
+TEST_F(MacBleTest, ANewRunOnTheHeelsOfTheLastIsStartedAsWell) {
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(StrapWorld::wait_until([&] { return world_.writes().size() == 2; }));
+  world_.settle();
+  fake::hold_queue(0.2);
+  world_.driver().stop();
+  world_.start(world_.strap_identifier());
+  const std::string start = "02000001820001010E00";
+  const Lines expected = {"0100", start, "0300", "0100", start};
+  EXPECT_TRUE(StrapWorld::wait_until([&] { return world_.writes() == expected; }));
+  EXPECT_EQ(world_.writes(), expected);
+  EXPECT_EQ(world_.statuses().back(), "Streaming ECG…");
+  world_.driver().stop();
+}
+
 TEST_F(MacBleTest, WhatTheFrameworkThrowsIsShown) {
   fake::throw_at_stop_scan("the queue is gone");
   EXPECT_EQ(world_.driver().scan().error, "Bluetooth scan failed: the queue is gone");
