@@ -70,6 +70,7 @@ void StrapLink::found_again() {
 
 void StrapLink::call_connect() {
   phase_ = Phase::connecting;
+  went_down_ = false;
   const BusCall call{path_, k_device_interface, "Connect", {}, true};
   with_.bus.call(call, [weak = weak_from_this()](const std::optional<BusError>& error) {
     const auto self = weak.lock();
@@ -100,6 +101,7 @@ void StrapLink::connected() {
   phase_ = Phase::connected;
   sensor_log(k_log_connected);
   report_status(k_status_connected);
+  if (went_down_) return disconnected();
   use_characteristics();
 }
 
@@ -158,6 +160,9 @@ void StrapLink::objects_changed(const std::string& path) {
 
 void StrapLink::properties_changed(const std::string& path, const std::string& interface,
                                    const Properties& changed) {
+  if (phase_ == Phase::connecting && is_device(path) && changed.contains("Connected")) {
+    went_down_ = !flag_of(changed, "Connected");
+  }
   // Frames of a connection that is on its way out arrive in other phases, and are dropped.
   if (phase_ != Phase::connected) return;
   if (interface == k_characteristic_interface) {

@@ -73,6 +73,7 @@ class StrapLink : public std::enable_shared_from_this<StrapLink> {
   std::shared_ptr<GattQueue> gatt_;
   Phase phase_ = Phase::waiting;
   bool searched_again_ = false;
+  bool went_down_ = false;  // before bluetoothd answered that the link is up
   bool ecg_started_ = false;
   bool uses_data_ = false;
   bool uses_heart_rate_ = false;

@@ -23,6 +23,7 @@ struct Strap {
   bool resolves_early = false;         // bluetoothd calls the services complete before they are
   bool connect_hangs = false;          // until somebody disconnects
   bool comes_up_all_the_same = false;  // a connection that was called off comes up later
+  bool drops_at_once = false;          // the link, before bluetoothd has answered Connect
   bool falls_silent_on_write = false;  // never answers a write
   double disconnect_seconds = 0.1;     // how long bluetoothd takes over Disconnect (really 2)
   double connect_seconds = 0.02;

@@ -225,6 +225,7 @@ void StrapSession::come_up(const CallPointer& call) {
   const unsigned link = ++link_;
   set({{"Connected", true}});
   if (streaming_) stream();
+  if (strap.drops_at_once) with_.later(0.01, [this] { drop_link(); });
   with_.later(0.02, [this, call, link] {
     call->reply();
     if (link == link_) announce_services();

@@ -50,6 +50,10 @@ class BluezCentralTest : public testing::Test {
       return std::find(calls.begin(), calls.end(), call) != calls.end();
     });
   }
+  // A driver does not wait for the end of its scan; until then a device that expires comes back.
+  bool search_has_ended() {
+    return fake::eventually([this] { return !bluetoothd().is_discovering(); });
+  }
   const std::string connect_call_ = std::string("Connect ") + k_strap;
   const std::string disconnect_call_ = std::string("Disconnect ") + k_strap;
   BluezWorld world_;
@@ -110,7 +114,7 @@ TEST_F(BluezCentralTest, OnlyWhatThisScanHasSeenIsListed) {
   EXPECT_EQ(found.devices[1].name, "Polar H10 slow");
   bluetoothd().change_strap(slow.address, [](fake::Strap& strap) { strap.advertises = false; });
   EXPECT_EQ(scan().devices.size(), 1u);
-  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_discovering(); }));
+  EXPECT_TRUE(search_has_ended());
 }
 
 TEST_F(BluezCentralTest, ScansOnTheHeelsOfOneAnotherAllSucceed) {
@@ -124,6 +128,7 @@ TEST_F(BluezCentralTest, ADeviceThatBluezHasForgottenIsFoundAgain) {
   begin();
   world_.bring_devices();
   scan();
+  ASSERT_TRUE(search_has_ended());
   bluetoothd().expire(k_strap);
   world_.start(k_strap);
   ASSERT_TRUE(wait_for_call("WriteValue 02000001820001010E00"));
@@ -147,7 +152,7 @@ TEST_F(BluezCentralTest, AForgottenDeviceThatStaysAwayIsGivenUp) {
   EXPECT_TRUE(world_.wait_for_status("Connecting…"));
   EXPECT_TRUE(StrapWorld::wait_until([&] { return monotonic_seconds() - begun > 9.5; }));
   EXPECT_TRUE(world_.wait_for_status("Device not found. Try scanning again."));
-  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_discovering(); }));
+  EXPECT_TRUE(search_has_ended());
 }
 
 // The device is there again, and is connected once the search for it has ended.
@@ -155,6 +160,7 @@ TEST_F(BluezCentralTest, BluetoothdDyingAtTheEndOfASearchFailsTheConnection) {
   begin();
   world_.bring_devices();
   scan();
+  ASSERT_TRUE(search_has_ended());
   bluetoothd().expire(k_strap);
   bluetoothd().answer_discovery_after(0.5);
   world_.start(k_strap);
@@ -176,7 +182,7 @@ TEST_F(BluezCentralTest, ASearchThatIsStoppedEnds) {
   world_.start(k_strap);
   EXPECT_TRUE(fake::eventually([this] { return bluetoothd().is_discovering(); }));
   stop();
-  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_discovering(); }));
+  EXPECT_TRUE(search_has_ended());
   EXPECT_THAT(bluetoothd().calls(), Not(Contains(connect_call_)));
 }
 
@@ -339,6 +345,17 @@ TEST_F(BluezCentralTest, AConnectionThatComesUpAfterItWasCalledOffIsEnded) {
   EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_connected(k_strap); }));
   const Lines calls = bluetoothd().calls();
   EXPECT_EQ(std::count(calls.begin(), calls.end(), disconnect_call_), 2);
+}
+
+// As a strap does that still holds the link of a program that vanished.
+TEST_F(BluezCentralTest, AStrapThatDropsTheLinkAtOnceIsMissed) {
+  world_.strap().drops_at_once = true;
+  begin();
+  world_.remember_strap();
+  world_.start(k_strap);
+  EXPECT_TRUE(world_.wait_for_status(k_disconnected));
+  bluetoothd().change_strap(k_strap, [](fake::Strap& strap) { strap.drops_at_once = false; });
+  EXPECT_TRUE(stream());
 }
 
 TEST_F(BluezCentralTest, AConnectionThatWasCalledOffIsWatchedDuringTheNextRun) {
