@@ -134,15 +134,19 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 - (void)disconnect {
   CBPeripheral* strap = self.peripheral;
   CBCharacteristic* control = self.controlChar;
-  if (strap != nil && control != nil && [strap state] == CBPeripheralStateConnected) {
-    [strap writeValue:data_of(tvn::k_stop_ecg)
-        forCharacteristic:control
-                     type:CBCharacteristicWriteWithResponse];
-  }
-  if (strap != nil) [self.central cancelPeripheralConnection:strap];
+  // Forgotten first: whatever the framework throws, the next run does not find this one's strap.
   self.peripheral = nil;
   self.controlChar = nil;
   self.ecgStarted = NO;
+  @try {
+    if (strap != nil && control != nil && [strap state] == CBPeripheralStateConnected) {
+      [strap writeValue:data_of(tvn::k_stop_ecg)
+          forCharacteristic:control
+                       type:CBCharacteristicWriteWithResponse];
+    }
+  } @finally {
+    if (strap != nil) [self.central cancelPeripheralConnection:strap];
+  }
 }
 
 #pragma mark - What the central manager tells, on the queue
@@ -242,7 +246,8 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 - (void)peripheral:(CBPeripheral*)peripheral
     didUpdateValueForCharacteristic:(CBCharacteristic*)characteristic
                               error:(NSError*)error {
-  if (role_of(characteristic) != tvn::StrapRole::data) return;
+  // Without a control point nothing was asked for: frames of the last run's link, on its way out.
+  if (self.controlChar == nil || role_of(characteristic) != tvn::StrapRole::data) return;
   NSData* value = [characteristic value];
   const auto* bytes = static_cast<const std::uint8_t*>([value bytes]);
   tvn::hand_on_samples(tvn::decode_ecg_frame({bytes, static_cast<std::size_t>([value length])}));
