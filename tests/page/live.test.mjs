@@ -5,11 +5,9 @@
 
 import assert from "node:assert/strict";
 import { spawn } from "node:child_process";
-import { chmodSync, mkdirSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
-import { tmpdir } from "node:os";
-import { join } from "node:path";
 import { after, before, test } from "node:test";
 import { close_page, eventually, launch_browser, open_page } from "./browser.mjs";
+import { printed, start_program } from "./real_program.mjs";
 
 const FIRST_PORT = 18800;
 // Ten times real time, so that the score is there after a few seconds.
@@ -19,22 +17,14 @@ if (!TVN_PROGRAM || !TVN_FAKE_BLUETOOTHD || !TVN_SAMPLE) {
   throw new Error("TVN_PROGRAM, TVN_FAKE_BLUETOOTHD and TVN_SAMPLE must be set");
 }
 
-let browser, program, bluetoothd, folder, address;
+let browser, program, bluetoothd, address, remove;
 
 before(async () => {
   bluetoothd = spawn(TVN_FAKE_BLUETOOTHD, [TVN_SAMPLE, SPEED],
                      { stdio: ["pipe", "pipe", "inherit"] });
-  const bus = (await printed(bluetoothd, /^(unix:.*)$/m))[1];
-  folder = mkdtempSync(join(tmpdir(), "tvn-live-"));
-  const tools = join(folder, "bin");
-  mkdirSync(tools);
-  writeFileSync(join(tools, "xdg-open"), "#!/bin/sh\nexit 0\n");
-  chmodSync(join(tools, "xdg-open"), 0o755);
-  const env = { ...process.env, HOME: folder, TVN_DATA: join(folder, "data"),
-                PATH: tools + ":" + process.env.PATH, DBUS_SYSTEM_BUS_ADDRESS: bus };
-  delete env.TVN_BASE;
-  program = spawn(TVN_PROGRAM, [String(FIRST_PORT)], { env, stdio: ["ignore", "pipe", "inherit"] });
-  address = (await printed(program, /Open your browser at: {2}(http:\/\/127\.0\.0\.1:\d+\/)/))[1];
+  const [, bus] = await printed(bluetoothd, /^(unix:.*)$/m);
+  ({ program, address, remove } =
+    await start_program(TVN_PROGRAM, FIRST_PORT, { DBUS_SYSTEM_BUS_ADDRESS: bus }));
   browser = await launch_browser();
 }, { timeout: 60_000 });
 
@@ -42,21 +32,8 @@ after(async () => {
   await browser?.close();
   program?.kill();
   bluetoothd?.stdin.end();
-  if (folder) rmSync(folder, { recursive: true, force: true });
+  remove?.();
 });
-
-function printed(child, pattern) {
-  return new Promise((found, failed) => {
-    let text = "";
-    child.stdout.on("data", (chunk) => {
-      text += chunk;
-      const match = text.match(pattern);
-      if (match) found(match);
-    });
-    child.on("exit", (code) => failed(new Error(`it ended (${code}): ${text}`)));
-    child.on("error", failed);
-  });
-}
 
 const button = (page, name) => page.getByRole("button", { name, exact: true });
 const shown = (page, text, timeout = 15_000) =>

@@ -1,57 +1,29 @@
 // The page against the real executable: the whole job that a person does with it.
 //
-// TVN_PROGRAM names the executable. The program gets a data folder of its own and an xdg-open
-// that does nothing, so that no browser window opens beside the one of the test.
+// TVN_PROGRAM names the executable.
 
 import assert from "node:assert/strict";
-import { spawn } from "node:child_process";
-import { chmodSync, mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync,
-         writeFileSync }
-  from "node:fs";
-import { tmpdir } from "node:os";
+import { mkdirSync, readdirSync, readFileSync, statSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
 import { close_page, count_pixels, eventually, HEART_RATE_ORANGE, launch_browser, open_page,
          text_becomes, TVN_BLUE } from "./browser.mjs";
+import { start_program } from "./real_program.mjs";
 
-const PROGRAM = process.env.TVN_PROGRAM;
 const FIRST_PORT = 18700;
-if (!PROGRAM) throw new Error("TVN_PROGRAM must name the executable");
 
-let browser, program, folder, address;
+let browser, program, folder, address, remove;
 
 before(async () => {
-  folder = mkdtempSync(join(tmpdir(), "tvn-program-"));
-  const tools = join(folder, "bin");
-  mkdirSync(tools);
-  writeFileSync(join(tools, "xdg-open"), "#!/bin/sh\nexit 0\n");
-  chmodSync(join(tools, "xdg-open"), 0o755);
-  const env = { ...process.env, HOME: folder, TVN_DATA: join(folder, "data"),
-                PATH: tools + ":" + process.env.PATH };
-  delete env.TVN_BASE;
-  program = spawn(PROGRAM, [String(FIRST_PORT)], { env, stdio: ["ignore", "pipe", "inherit"] });
-  address = await address_from(program);
+  ({ program, folder, address, remove } = await start_program(process.env.TVN_PROGRAM, FIRST_PORT));
   browser = await launch_browser();
 }, { timeout: 60_000 });
 
 after(async () => {
   await browser?.close();
   program?.kill();
-  if (folder) rmSync(folder, { recursive: true, force: true });
+  remove?.();
 });
-
-function address_from(child) {
-  return new Promise((found, failed) => {
-    let printed = "";
-    child.stdout.on("data", (chunk) => {
-      printed += chunk;
-      const match = printed.match(/Open your browser at: {2}(http:\/\/127\.0\.0\.1:\d+\/)/);
-      if (match) found(match[1]);
-    });
-    child.on("exit", (code) => failed(new Error(`the program ended (${code}): ${printed}`)));
-    child.on("error", failed);
-  });
-}
 
 const button = (page, name) => page.getByRole("button", { name, exact: true });
 const number = (page, id) => page.locator("#" + id).textContent().then(Number);

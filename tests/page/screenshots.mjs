@@ -3,11 +3,13 @@
 //     TVN_PAGE=build/release/assets/index.html node tests/page/screenshots.mjs <folder> [word ...]
 //
 // Words select states by name. Each picture is <state>_<form>.png. With the one word "readme" the
-// three pictures of doc/images are made.
+// three pictures of doc/images are made; the one with the time-frequency pictures is taken of the
+// real program, the executable that TVN_PROGRAM names.
 
 import { mkdirSync } from "node:fs";
 import { join } from "node:path";
 import { launch_browser, open_page } from "./browser.mjs";
+import { start_program } from "./real_program.mjs";
 import { start_scripted_server } from "./scripted_server.mjs";
 import { STATES } from "./states.mjs";
 
@@ -21,8 +23,7 @@ const FORMS = {
   forced: { viewport: { width: 1280, height: 720 }, forcedColors: "active", colorScheme: "dark" },
 };
 
-const README = { session_dark: ["coupled", "wide_dark"], session: ["coupled", "wide_light"],
-                 tfr: ["tfr", "wide_light"] };
+const README = { session_dark: ["coupled", "wide_dark"], session: ["coupled", "wide_light"] };
 
 const [, , folder, ...words] = process.argv;
 if (!folder || !process.env.TVN_PAGE) {
@@ -44,7 +45,24 @@ async function take(state, form, file) {
   await server.close();
 }
 
+async function take_real_tfr(file) {
+  const { program, address, remove } = await start_program(process.env.TVN_PROGRAM, 18900);
+  await fetch(address + "start_replay?file=Sample%201.txt&speed=1000&name=Anna&sex=F&age=34");
+  const page = await open_page(browser, address, FORMS.wide_light);
+  // What Start leads to, for a replay that is faster than the page offers.
+  await page.evaluate(() => enter_session());
+  await page.getByText("Stopped").waitFor();
+  await page.getByRole("button", { name: "Compute TFR" }).click();
+  await page.getByText("High time resolution (n = 3)").waitFor();
+  await page.waitForTimeout(500);
+  await page.screenshot({ path: join(folder, file), fullPage: true });
+  await page.context().close();
+  program.kill();
+  remove();
+}
+
 if (words[0] === "readme") {
+  await take_real_tfr("tfr.png");
   for (const [file, [state, form]] of Object.entries(README)) {
     await take(state, form, file + ".png");
   }
