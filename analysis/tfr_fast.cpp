@@ -113,7 +113,8 @@ class PictureMaker {
     const double first_bin = centre_bin_ - static_cast<double>(half);
     morlet_response(shape_, fs_, first_bin * bin_width, bin_width,
                     1 / static_cast<double>(piece_->period), grid_->response, grid_->behind);
-    const auto from = static_cast<std::size_t>(first_bin + static_cast<double>(piece_->n / 2));
+    const std::size_t zero_bin = piece_->n / 2;
+    const auto from = static_cast<std::size_t>(first_bin + static_cast<double>(zero_bin));
     for (std::size_t i = 0; i < n; i += k_lanes) {
       const Lanes inverse_kernel = load_lanes(grid_->inverse_kernel.data() + i);
       const Lanes response = load_lanes(grid_->response.data() + i);

@@ -127,8 +127,8 @@ bool start_batch(Engine& engine, const std::string& root, bool single, const std
   std::optional<BatchArguments> arguments = begin_batch(engine, root, single, name);
   if (!arguments) return false;
   try {
-    std::thread([&engine, arguments = std::move(*arguments)]() mutable {
-      run_batch(engine, std::move(arguments));
+    std::thread([&engine, arguments = std::move(*arguments)] {
+      run_batch(engine, arguments);
     }).detach();
   } catch (const std::exception& no_thread) {
     end_batch(engine, "error", failure_text("Batch failed: ", no_thread), "");
@@ -137,7 +137,7 @@ bool start_batch(Engine& engine, const std::string& root, bool single, const std
   return true;
 }
 
-void run_batch(Engine& engine, BatchArguments arguments) noexcept {
+void run_batch(Engine& engine, const BatchArguments& arguments) noexcept {
   try {
     const std::string reports = std::to_string(write_reports(engine, arguments));
     end_batch(engine, "done",

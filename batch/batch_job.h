@@ -26,6 +26,6 @@ bool start_batch(Engine& engine, const std::string& root, bool single, const std
 // under the session lock. A person whose folder or report cannot be written is not counted. Other
 // failures end the batch with a message; what was written stays. Memory for one recording and some
 // 100 KB per recording of the same person. Never throws.
-void run_batch(Engine& engine, BatchArguments arguments) noexcept;
+void run_batch(Engine& engine, const BatchArguments& arguments) noexcept;
 
 }  // namespace tvn

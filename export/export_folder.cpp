@@ -22,7 +22,7 @@ std::string unique_export_folder(const std::string& parent, const std::string& n
   const std::string base = parent + "/" + name;
   if (is_free(base + "_export")) return base + "_export";
   for (int n = 2; n <= k_last_number; ++n) {
-    const std::string path = base + "-" + std::to_string(n) + "_export";
+    std::string path = base + "-" + std::to_string(n) + "_export";
     if (is_free(path)) return path;
   }
   return base + "_export";

@@ -40,6 +40,7 @@ void publish(Engine& engine, std::uint64_t run_number, const char* status, std::
 
 std::vector<EdfAnnotation> edf_annotations(const std::vector<Marker>& markers) {
   std::vector<EdfAnnotation> annotations;
+  annotations.reserve(markers.size());
   for (const Marker& marker : markers) {
     annotations.push_back(
         {static_cast<double>(marker.sample_index) / k_ecg_rate, std::to_string(marker.key)});
@@ -127,8 +128,8 @@ void start_export(Engine& engine) {
   if (!snapshot) return;
   const std::uint64_t run_number = snapshot->recording.run_number;
   try {
-    std::thread([&engine, snapshot = std::move(*snapshot)]() mutable {
-      run_export(engine, std::move(snapshot));
+    std::thread([&engine, snapshot = std::move(*snapshot)] {
+      run_export(engine, snapshot);
     }).detach();
   } catch (const std::exception& no_thread) {
     publish(engine, run_number, "error", "", failure_text("", no_thread));
@@ -136,7 +137,7 @@ void start_export(Engine& engine) {
   }
 }
 
-void run_export(Engine& engine, ExportSnapshot snapshot) noexcept {
+void run_export(Engine& engine, const ExportSnapshot& snapshot) noexcept {
   const std::uint64_t run_number = snapshot.recording.run_number;
   try {
     publish(engine, run_number, "done", write_export(engine, snapshot), "");

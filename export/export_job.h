@@ -32,6 +32,6 @@ void start_export(Engine& engine);
 // the heart rate as text, the marker list, an EDF+ file, and for a recording of a breathing cycle
 // and more with 3 beats and more the log power per cycle and the report. Publishes under the
 // session lock, unless another run has begun since. Never throws.
-void run_export(Engine& engine, ExportSnapshot snapshot) noexcept;
+void run_export(Engine& engine, const ExportSnapshot& snapshot) noexcept;
 
 }  // namespace tvn

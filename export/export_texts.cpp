@@ -113,6 +113,7 @@ ReportTable recording_table(const ReportSettings& settings, std::time_t date, st
 
 std::vector<PdfMarker> report_markers(std::span<const Marker> markers) {
   std::vector<PdfMarker> result;
+  result.reserve(markers.size());
   for (const Marker& marker : markers) {
     result.push_back({seconds_of(marker), std::to_string(marker.key)});
   }

@@ -41,7 +41,7 @@ std::optional<RhythmAnalysis> analyse_rhythm(std::size_t n_samples,
 
 RhythmImages draw_rhythm(const TfrPictures& tfr, const AnalysisSettings& person) {
   TfrImageSettings settings;
-  settings.sex_code = person.sex;
+  settings.sex_code = static_cast<unsigned char>(person.sex);
   settings.age = person.age;
   settings.cycle_seconds = person.cycle_seconds;
   settings.fs = k_ecg_rate;
