@@ -17,22 +17,21 @@ if (!TVN_PROGRAM || !TVN_FAKE_BLUETOOTHD || !TVN_SAMPLE) {
   throw new Error("TVN_PROGRAM, TVN_FAKE_BLUETOOTHD and TVN_SAMPLE must be set");
 }
 
-let browser, program, bluetoothd, address, remove;
+let browser, bluetoothd, address, end;
 
 before(async () => {
   bluetoothd = spawn(TVN_FAKE_BLUETOOTHD, [TVN_SAMPLE, SPEED],
                      { stdio: ["pipe", "pipe", "inherit"] });
   const [, bus] = await printed(bluetoothd, /^(unix:.*)$/m);
-  ({ program, address, remove } =
+  ({ address, end } =
     await start_program(TVN_PROGRAM, FIRST_PORT, { DBUS_SYSTEM_BUS_ADDRESS: bus }));
   browser = await launch_browser();
 }, { timeout: 60_000 });
 
 after(async () => {
   await browser?.close();
-  program?.kill();
+  await end?.();
   bluetoothd?.stdin.end();
-  remove?.();
 });
 
 const button = (page, name) => page.getByRole("button", { name, exact: true });

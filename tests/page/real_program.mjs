@@ -2,11 +2,12 @@
 // browser window opens beside the one of the test.
 
 import { spawn } from "node:child_process";
+import { once } from "node:events";
 import { chmodSync, mkdirSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 
-// Gives the process, its folder, the page's address, and what removes the folder afterwards.
+// Gives its folder, the page's address, and end(), which ends it and removes the folder.
 // environment: variables beside the usual ones.
 export async function start_program(executable, first_port, environment = {}) {
   if (!executable) throw new Error("TVN_PROGRAM must name the executable");
@@ -22,8 +23,14 @@ export async function start_program(executable, first_port, environment = {}) {
                         { env, stdio: ["ignore", "pipe", "inherit"] });
   const [, address] = await printed(program,
                                     /Open your browser at: {2}(http:\/\/127\.0\.0\.1:\d+\/)/);
-  return { program, folder, address,
-           remove: () => rmSync(folder, { recursive: true, force: true }) };
+  const end = async () => {
+    // It takes leave of its strap, and notes that in a log below the folder, before it is gone.
+    const gone = once(program, "exit");
+    program.kill();
+    await gone;
+    rmSync(folder, { recursive: true, force: true });
+  };
+  return { folder, address, end };
 }
 
 // The match of what a child process prints, once it is there.

@@ -12,17 +12,16 @@ import { start_program } from "./real_program.mjs";
 
 const FIRST_PORT = 18700;
 
-let browser, program, folder, address, remove;
+let browser, folder, address, end;
 
 before(async () => {
-  ({ program, folder, address, remove } = await start_program(process.env.TVN_PROGRAM, FIRST_PORT));
+  ({ folder, address, end } = await start_program(process.env.TVN_PROGRAM, FIRST_PORT));
   browser = await launch_browser();
 }, { timeout: 60_000 });
 
 after(async () => {
   await browser?.close();
-  program?.kill();
-  remove?.();
+  await end?.();
 });
 
 const button = (page, name) => page.getByRole("button", { name, exact: true });

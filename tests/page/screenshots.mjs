@@ -46,7 +46,7 @@ async function take(state, form, file) {
 }
 
 async function take_real_tfr(file) {
-  const { program, address, remove } = await start_program(process.env.TVN_PROGRAM, 18900);
+  const { address, end } = await start_program(process.env.TVN_PROGRAM, 18900);
   await fetch(address + "start_replay?file=Sample%201.txt&speed=1000&name=Anna&sex=F&age=34");
   const page = await open_page(browser, address, FORMS.wide_light);
   // What Start leads to, for a replay that is faster than the page offers.
@@ -57,8 +57,7 @@ async function take_real_tfr(file) {
   await page.waitForTimeout(500);
   await page.screenshot({ path: join(folder, file), fullPage: true });
   await page.context().close();
-  program.kill();
-  remove();
+  await end();
 }
 
 if (words[0] === "readme") {
