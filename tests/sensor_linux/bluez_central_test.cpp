@@ -58,6 +58,8 @@ TEST_F(BluezCentralTest, OnlyWhatThisScanHasSeenIsListed) {
   away.name = "Polar H10 drawer";
   away.advertises = false;
   bluetoothd().add_strap(away, true);
+  scan();  // the driver has heard of it now: a signal comes before the replies that follow it
+  ASSERT_TRUE(search_has_ended());
   fake::Strap slow = away;
   slow.address = "A0:9E:1A:00:00:03";
   slow.name = "Polar H10 slow";

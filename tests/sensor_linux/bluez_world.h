@@ -54,7 +54,7 @@ class BluezWorld : public StrapWorld {
   }
   void remember_strap() override {
     bluetoothd_->add_strap(strap_, true);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // for the signal to arrive
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // for the signal to arrive
   }
   void drop_link() override { bluetoothd_->drop_link(k_strap); }
   void send_frame(const std::vector<std::uint8_t>& frame) override {
