@@ -32,6 +32,18 @@ test("a lost stream dims the last picture until it is back", in_session(async (p
   assert.equal(await page.locator("#hr-value").textContent(), "80");
 }));
 
+test("a program that hangs, its stream open, is noticed until it goes on",
+  in_session(async (page, server) => {
+    await show(page, server, { hr: 64 });
+    assert.ok(await banner(page).isHidden());
+    await text_becomes(banner(page), LOST);
+    await show(page, server, { hr: 65 });
+    assert.ok(await banner(page).isHidden());
+    await button(page, "New session").click();
+    await page.waitForTimeout(3000);
+    assert.ok(await banner(page).isHidden());
+  }));
+
 test("a stream that is answered wrongly is opened again", with_page(async (page, server) => {
   server.refuse_streams = true;
   await page.getByLabel("Open a recording").check();

@@ -31,6 +31,7 @@ function refusal_text(reply, otherwise = "no answer") {
 function poll(path, interval_ms, on_reply, retry_ms = interval_ms) {
   let ended = false;
   async function tick() {
+    if (ended) return;
     let wait_ms = interval_ms;
     try {
       const reply = await call(path);
@@ -38,9 +39,9 @@ function poll(path, interval_ms, on_reply, retry_ms = interval_ms) {
     } catch {
       wait_ms = retry_ms;
     }
-    setTimeout(() => ended || tick(), wait_ms);
+    setTimeout(tick, wait_ms);
   }
-  setTimeout(() => ended || tick(), interval_ms);
+  setTimeout(tick, interval_ms);
   return () => { ended = true; };
 }
 

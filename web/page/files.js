@@ -6,7 +6,7 @@ const KUBIOS_RETRY_MS = 1200;
 function set_files_busy(button) {
   for (const id of ["import-file", "import-folder", "batch-folder"]) {
     set_busy(id, id === button);
-    $(id).disabled = Boolean(button);
+    $(id).disabled = !!button;
   }
 }
 

@@ -14,6 +14,7 @@ let pending_marks = [];
 // The elapsed time of the run, and when it last changed.
 let moved = {};
 let summary_at = 0;
+let silence = 0;
 
 function enter_session() {
   leave_session();
@@ -26,6 +27,7 @@ function enter_session() {
 }
 
 function leave_session() {
+  clearTimeout(silence);
   stream?.close();
   stream = last_snapshot = null;
   dragging = stop_failed = false;
@@ -43,7 +45,7 @@ function open_stream() {
     try {
       snapshot = parse_reply(data);
     } catch {
-      return;  // Cut short on the way: the next one is only 50 ms away.
+      return;  // Cut short; the next one is 50 ms away.
     }
     on_snapshot(snapshot);
   };
@@ -57,6 +59,9 @@ function open_stream() {
 
 function on_snapshot(snapshot) {
   last_snapshot = snapshot;
+  // A program that hangs keeps its stream open and says nothing.
+  clearTimeout(silence);
+  silence = setTimeout(show_trouble, LOST_RETRY_MS, "lost", LOST);
   pending_marks = pending_marks.filter((mark) => !mark.answered);
   follow_countdown(snapshot);
   follow_reward(snapshot, performance.now() / 1000);

@@ -32,7 +32,7 @@ function enter_setup() {
   check_bluetooth();
 }
 
-const parse_seconds = (text) => Number.parseFloat(text.replace(",", ".")) || 0;
+const parse_seconds = (text) => parseFloat(text.replace(",", ".")) || 0;
 
 function show_cycle() {
   const [inhale, exhale] = ["indur", "outdur"].map((id) => parse_seconds($(id).value));
@@ -51,8 +51,7 @@ function choose_preset({ dataset }) {
 
 function choose_source(value) {
   source = value;
-  $("live-source").hidden = source !== "live";
-  $("replay-source").hidden = source !== "replay";
+  for (const id of ["live", "replay"]) $(id + "-source").hidden = id !== source;
   tell("start-hint", "");
 }
 
@@ -80,11 +79,8 @@ async function load_recordings() {
 function recording_group(label, dir, files) {
   const group = make("optgroup");
   group.label = label;
-  for (const file of files) {
-    const option = new Option(file, file);
-    option.dataset.dir = dir;
-    group.append(option);
-  }
+  group.dataset.dir = dir;
+  group.append(...files.map((file) => new Option(file, file)));
   return group;
 }
 
@@ -126,7 +122,7 @@ function start_request() {
   const value = encodeURIComponent(chosen.value);
   return (source === "live"
     ? `/start_live?address=${value}&device=${encodeURIComponent(chosen.dataset.name)}`
-    : `/start_replay?dir=${chosen.dataset.dir}&file=${value}&speed=${speed}`) + start_parameters();
+    : `/start_replay?dir=${chosen.parentNode.dataset.dir}&file=${value}&speed=${speed}`) + start_parameters();
 }
 
 async function start_recording() {
