@@ -16,9 +16,8 @@ const MARKUP = `<img src="/x" onerror="window.hit = 1"><script>window.hit = 1</s
 test("one document of 55,773 bytes that names no other file than its two", () => {
   assert.equal(Buffer.byteLength(DOCUMENT), 55773);
   assert.ok(DOCUMENT.startsWith("<!DOCTYPE html>"));
-  const files = new Set(DOCUMENT.match(/"\/[a-z]+\.[a-z]+"/g));
-  assert.deepEqual([...files], ['"/ball.png"', '"/piano.wav"']);
-  assert.doesNotMatch(DOCUMENT, /https?:\/\//);
+  assert.deepEqual(DOCUMENT.match(/"\/[a-z]+\.[a-z]+"/g), ['"/ball.png"', '"/piano.wav"']);
+  assert.doesNotMatch(DOCUMENT.replaceAll("http://www.w3.org/2000/svg", ""), /https?:\/\//);
 });
 
 test("folders go by upload, saving by export, state by the stream", () => {

@@ -40,10 +40,10 @@ test("presets fill the fields and the one that fits is marked", with_page(async 
 test("the recording list has both groups with their folder words", with_page(async (page) => {
   const groups = await page.evaluate(() =>
     [...document.querySelectorAll("#recording optgroup")].map((group) => [group.label,
-      group.dataset.dir, ...[...group.children].map((option) => option.value)]));
+      ...[...group.children].map((option) => [option.dataset.dir, option.value])]));
   assert.deepEqual(groups, [
-    ["Saved recordings", "saved", "a <b>\t\"c\".csv"],
-    ["Bundled samples", "samples", "Sample 1.txt", "Sample 2.txt"]]);
+    ["Saved recordings", ["saved", "a <b>\t\"c\".csv"]],
+    ["Bundled samples", ["samples", "Sample 1.txt"], ["samples", "Sample 2.txt"]]]);
   // The program copies the tab unescaped into its reply.
 }, (server) => {
   server.replies["/recordings"] =

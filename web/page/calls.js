@@ -9,8 +9,8 @@ function parse_reply(text) {
 
 // The reply of a call, or an exception when there is none. A body makes it a POST.
 async function call(path, body) {
-  const options = body ? { method: "POST", body } : {};
-  return parse_reply(await (await fetch(path, options)).text());
+  const response = await fetch(path, body && { method: "POST", body });
+  return parse_reply(await response.text());
 }
 
 // As call(), but a call that fails is a refusal without a text.

@@ -25,7 +25,7 @@ function make_chart(id, draw) {
   new ResizeObserver(refresh_charts).observe(canvas);
 }
 
-// For another size or theme: everything is fitted and drawn anew.
+// For another size or theme everything is drawn anew.
 function refresh_charts() {
   theme = null;
   for (const chart of charts) chart.density = 0;
@@ -39,7 +39,7 @@ function watch_theme() {
   addEventListener("resize", refresh_charts);
 }
 
-// One element of the backing store per device pixel of the present screen; contexts in CSS pixels.
+// One element of the backing store per device pixel; contexts in CSS pixels.
 function fit_chart(chart) {
   const density = devicePixelRatio;
   if (chart.density === density) return;
@@ -97,7 +97,7 @@ function draw_ecg({ traces, width, height }, { ecg }) {
   traces.lineWidth = 0.5;
   const path = series_path(ecg.map((y, x) => ({ x, y })), (n) => n / (ecg.length - 1) * width,
                            (value) => (high - value) / (high - low) * height);
-  // Five hairlines take a fraction of the time of one broad line.
+  // Five hairlines take less time than one broad line.
   for (const [dx, dy] of [[0, 0], [0.5, 0.5], [-1, 0], [0, -1], [1, 0]]) {
     traces.translate(dx, dy);
     traces.stroke(path);

@@ -1,6 +1,6 @@
 "use strict";
 // Small helpers for the document. Every text from the program or a file is set as text, never as
-// markup, and only when it changed: most snapshots change little.
+// markup, and only when it changed.
 
 const $ = (id) => document.getElementById(id);
 

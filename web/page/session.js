@@ -51,7 +51,7 @@ function open_stream() {
   };
   opened.onopen = () => show_trouble();
   opened.onerror = () => {
-    show_trouble("lost", LOST);
+    show_trouble("lost");
     if (opened.readyState !== EventSource.CLOSED) return;
     setTimeout(() => opened === stream && open_stream(), LOST_RETRY_MS);
   };
@@ -61,7 +61,7 @@ function on_snapshot(snapshot) {
   last_snapshot = snapshot;
   // A program that hangs keeps its stream open and says nothing.
   clearTimeout(silence);
-  silence = setTimeout(show_trouble, LOST_RETRY_MS, "lost", LOST);
+  silence = setTimeout(show_trouble, LOST_RETRY_MS, "lost");
   pending_marks = pending_marks.filter((mark) => !mark.answered);
   follow_countdown(snapshot);
   follow_reward(snapshot, performance.now() / 1000);

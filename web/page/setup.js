@@ -18,7 +18,7 @@ function show_view(view) {
 }
 
 // What is wrong, over whatever view is shown: kind is "lost", "stalled" or nothing.
-function show_trouble(kind = "", text = "", seconds = "") {
+function show_trouble(kind = "", text = LOST, seconds = "") {
   set_state("trouble", kind);
   set_text("trouble-seconds", seconds);
   set_text("trouble-text", text);
@@ -66,7 +66,7 @@ async function load_recordings() {
   const { saved = [], samples } = await try_call("/recordings");
   if ($("setup").hidden) return;
   if (!samples) {
-    show_trouble("lost", LOST);
+    show_trouble("lost");
     setTimeout(load_recordings, LOST_RETRY_MS);
     return;
   }
@@ -79,8 +79,11 @@ async function load_recordings() {
 function recording_group(label, dir, files) {
   const group = make("optgroup");
   group.label = label;
-  group.dataset.dir = dir;
-  group.append(...files.map((file) => new Option(file, file)));
+  for (const file of files) {
+    const option = new Option(file, file);
+    option.dataset.dir = dir;
+    group.append(option);
+  }
   return group;
 }
 
@@ -122,7 +125,7 @@ function start_request() {
   const value = encodeURIComponent(chosen.value);
   return (source === "live"
     ? `/start_live?address=${value}&device=${encodeURIComponent(chosen.dataset.name)}`
-    : `/start_replay?dir=${chosen.parentNode.dataset.dir}&file=${value}&speed=${speed}`) + start_parameters();
+    : `/start_replay?dir=${chosen.dataset.dir}&file=${value}&speed=${speed}`) + start_parameters();
 }
 
 async function start_recording() {

@@ -4,7 +4,7 @@ const TREND_MIN_SECONDS = 180;
 const TREND_MIN_CYCLES = 6;
 // Around the plot, in heights of its lettering: room for the labels.
 const TREND_MARGIN = { left: 2.7, right: 2.5, top: 1.5, bottom: 1.7 };
-// Cycle lines closer than this would be a grey area rather than lines.
+// Closer cycle lines would be a grey area.
 const MIN_LINE_SPACING_PX = 4;
 
 // The seconds shown; the newest point sets the end, once there is one.
