@@ -19,7 +19,6 @@
 namespace tvn {
 namespace {
 
-constexpr std::size_t k_fewest_intervals = 3;
 // No heart beats once in 10 s: such intervals are milliseconds.
 constexpr double k_longest_in_seconds = 10;
 // A day's Holter recording and another: a sum beyond that is no recording, and sizes no buffer.

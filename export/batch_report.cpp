@@ -3,6 +3,7 @@
 #include <array>
 #include <utility>
 
+#include "analysis/tfr_image.h"
 #include "export/cycle_strip.h"
 #include "export/fitted_text.h"
 #include "export/report_logo.h"
@@ -68,7 +69,7 @@ double draw_continued_head(std::string& content, const BatchReport& report) {
 
 // The pages of strips but for their footers. After the first there is always room for rows.
 std::vector<std::string> strip_pages(const BatchReport& report) {
-  const double level = normal_level(report.sex, report.age);
+  const double level = normative_log_power(report.sex, report.age);
   std::vector<std::string> pages;
   std::size_t next = 0;
   do {

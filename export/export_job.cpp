@@ -42,8 +42,7 @@ std::vector<EdfAnnotation> edf_annotations(const std::vector<Marker>& markers) {
   std::vector<EdfAnnotation> annotations;
   annotations.reserve(markers.size());
   for (const Marker& marker : markers) {
-    annotations.push_back(
-        {static_cast<double>(marker.sample_index) / k_ecg_rate, std::to_string(marker.key)});
+    annotations.push_back({marker_seconds(marker), std::to_string(marker.key)});
   }
   return annotations;
 }

@@ -15,10 +15,6 @@ namespace {
 constexpr int k_digits = 6;
 constexpr std::size_t k_most_listed_markers = 12;  // what a line of the report holds
 
-double seconds_of(const Marker& marker) {
-  return static_cast<double>(marker.sample_index) / k_ecg_rate;
-}
-
 std::string csv_field(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
   std::string quoted = "\"";
@@ -36,7 +32,7 @@ std::string value_field(double value) {
 std::string markers_within(std::span<const Marker> markers, double from, double to) {
   std::string text;
   for (const Marker& marker : markers) {
-    const double seconds = seconds_of(marker);
+    const double seconds = marker_seconds(marker);
     if (seconds < from || seconds >= to) continue;
     if (!text.empty()) text += ' ';
     text += std::to_string(marker.key);
@@ -48,7 +44,8 @@ std::string listed_markers(std::span<const Marker> markers) {
   std::string text;
   for (std::size_t i = 0; i < std::min(markers.size(), k_most_listed_markers); ++i) {
     if (i > 0) text += ", ";
-    text += std::to_string(markers[i].key) + " @ " + fixed_text(seconds_of(markers[i]), 1) + " s";
+    text +=
+        std::to_string(markers[i].key) + " @ " + fixed_text(marker_seconds(markers[i]), 1) + " s";
   }
   return markers.size() > k_most_listed_markers ? text + ", ..." : text;
 }
@@ -115,7 +112,7 @@ std::vector<PdfMarker> report_markers(std::span<const Marker> markers) {
   std::vector<PdfMarker> result;
   result.reserve(markers.size());
   for (const Marker& marker : markers) {
-    result.push_back({seconds_of(marker), std::to_string(marker.key)});
+    result.push_back({marker_seconds(marker), std::to_string(marker.key)});
   }
   return result;
 }

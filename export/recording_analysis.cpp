@@ -10,14 +10,8 @@
 #include "session/engine.h"
 
 namespace tvn {
-namespace {
-
-constexpr std::size_t k_fewest_intervals = 3;
-
-}  // namespace
-
 char sex_letter(std::string_view sex) {
-  return sex == "F" ? 'F' : 'M';
+  return static_cast<char>(sex_code_of(sex));
 }
 
 std::vector<double> rr_intervals_of(std::span<const double> ecg) {

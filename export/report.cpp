@@ -1,5 +1,6 @@
 #include "export/report.h"
 
+#include "analysis/tfr_image.h"
 #include "export/cycle_strip.h"
 #include "export/pdf_file.h"
 #include "export/report_parts.h"
@@ -33,7 +34,7 @@ std::string first_page(const Report& report) {
   const double title = below_table - 18;
   draw_strip_title(content, "TVN (logpower)", title);
   const double base = title - 14 - k_strip_height;
-  draw_cycle_strip(content, report.cycle_values, normal_level(report.sex, report.age),
+  draw_cycle_strip(content, report.cycle_values, normative_log_power(report.sex, report.age),
                    {k_page_left, k_strip_width, base, k_strip_height});
   draw_cycles_caption(content, k_cycles_left, base);
   pdf_text(content, mean_text(report.mean), true, k_page_left, base - 46, 10, k_pdf_black);

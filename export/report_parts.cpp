@@ -2,7 +2,6 @@
 
 #include <future>
 
-#include "analysis/tfr_image.h"
 #include "export/fitted_text.h"
 #include "export/hr_chart.h"
 #include "export/report_logo.h"
@@ -101,10 +100,6 @@ PicturePair picture_pair(const RgbImage& high_time, const RgbImage& high_frequen
   auto first = std::async([&] { return pdf_picture(high_time); });
   PdfPicture second = pdf_picture(high_frequency);
   return {first.get(), std::move(second)};
-}
-
-double normal_level(char sex, std::int32_t age) {
-  return normative_log_power(sex == 'F' ? k_sex_code_female : k_sex_code_male, age);
 }
 
 }  // namespace tvn

@@ -61,7 +61,4 @@ struct PicturePair {
 };
 PicturePair picture_pair(const RgbImage& high_time, const RgbImage& high_frequency);
 
-// The normal log power for a person of that sex ('F', anything else is male) and age in years.
-double normal_level(char sex, std::int32_t age);
-
 }  // namespace tvn

@@ -63,10 +63,9 @@ std::string markers_path(const std::string& path) {
 std::string marker_file_text(const std::vector<Marker>& markers) {
   std::string text = "marker,sample_index,seconds\n";
   for (const Marker& marker : markers) {
-    const double seconds = static_cast<double>(marker.sample_index) / k_ecg_rate;
     std::array<char, 32> decimal;
-    const auto end = std::to_chars(decimal.data(), decimal.data() + decimal.size(), seconds,
-                                   std::chars_format::fixed, 3)
+    const auto end = std::to_chars(decimal.data(), decimal.data() + decimal.size(),
+                                   marker_seconds(marker), std::chars_format::fixed, 3)
                          .ptr;
     text += std::to_string(marker.key) + ',' + std::to_string(marker.sample_index) + ',';
     text.append(decimal.data(), end);

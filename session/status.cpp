@@ -94,8 +94,7 @@ void append_markers(std::string& out, std::span<const Marker> markers) {
   for (std::size_t i = 0; i < markers.size(); ++i) {
     if (i > 0) out += ',';
     ObjectWriter marker(out);
-    const auto sample = static_cast<double>(markers[i].sample_index);
-    marker.number("t", round_to(sample / k_ecg_rate, 10.0));
+    marker.number("t", round_to(marker_seconds(markers[i]), 10.0));
     marker.integer("k", markers[i].key);
     marker.end();
   }

@@ -14,7 +14,6 @@
 namespace tvn {
 namespace {
 
-constexpr std::size_t k_fewest_intervals = 3;
 constexpr double k_vertical_stretch = 1.5;  // of the pictures in the page
 constexpr const char* k_too_short = "Could not compute TFR (recording may be too short).";
 

@@ -17,8 +17,6 @@
 namespace tvn {
 namespace {
 
-constexpr std::size_t k_fewest_intervals = 3;
-
 Reply refusal(const std::string& note) {
   return json_reply(R"({"ok":false,"note":)" + json_quote(note) + "}");
 }

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "export/report_parts.h"
+#include "analysis/tfr_image.h"
 #include "tests/export/pdf_parts.h"
 
 namespace tvn {
@@ -46,7 +46,7 @@ void expect_colour(const PdfColour& colour, double r, double g, double b) {
 }
 
 TEST(CycleColour, RunsFromOrangeToRedAboveTheLevelAndIsGreyBelow) {
-  const double level = normal_level('F', 40);
+  const double level = normative_log_power('F', 40);
   EXPECT_NEAR(level, 8.3322, 1e-12);
   expect_colour(cycle_colour(9.8322, level), 0.78, 0.325, 0.21);
   expect_colour(cycle_colour(level + 3, level), 0.6, 0.1, 0.07);
@@ -58,12 +58,6 @@ TEST(CycleColour, RunsFromOrangeToRedAboveTheLevelAndIsGreyBelow) {
   for (const double missing : {k_nan, k_infinity, -k_infinity}) {
     expect_colour(cycle_colour(missing, level), 0.9, 0.9, 0.9);
   }
-}
-
-// 3.458 + 0.3903 * 50 - 0.008024 * 2500 + 0.00004505 * 125000
-TEST(NormalLevel, IsACubicOfAgeForMen) {
-  EXPECT_NEAR(normal_level('M', 50), 8.54425, 1e-12);
-  EXPECT_NEAR(normal_level('x', 50), 8.54425, 1e-12);
 }
 
 TEST(CycleStrip, DrawsCellValueAndNumberOfEachCycle) {
