@@ -21,9 +21,10 @@ void begin_air(ManagerState state, const StrapBehaviour& behaviour);
 void change_state(ManagerState state);
 // scanForPeripheralsWithServices throws, with this reason.
 void throw_at_scans(const std::string& reason);
-// stopScan throws, with this reason; connectPeripheral likewise.
+// stopScan throws, with this reason; connectPeripheral and cancelPeripheralConnection likewise.
 void throw_at_stop_scan(const std::string& reason);
 void throw_at_connect(const std::string& reason);
+void throw_at_cancel(const std::string& reason);  // "" no more
 // Nothing is told for so long; requests meanwhile are answered after it.
 void hold_queue(double seconds);
 void bring_devices();

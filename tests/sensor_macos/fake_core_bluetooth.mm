@@ -21,6 +21,7 @@ struct Air {
   std::string scan_exception;
   std::string stop_scan_exception;
   std::string connect_exception;
+  std::string cancel_exception;
   bool has_come = false;
   bool is_known = false;
   CBPeripheral* strap = nil;
@@ -257,6 +258,7 @@ void end_link(CBPeripheral* peripheral) {
   });
 }
 - (void)cancelPeripheralConnection:(CBPeripheral*)peripheral {
+  throw_if(g_air.cancel_exception);
   queue_->post([peripheral] { end_link(peripheral); }, k_disconnect_seconds);
 }
 @end
@@ -293,6 +295,10 @@ void throw_at_stop_scan(const std::string& reason) {
 
 void throw_at_connect(const std::string& reason) {
   queue()->run([&] { g_air.connect_exception = reason; });
+}
+
+void throw_at_cancel(const std::string& reason) {
+  queue()->run([&] { g_air.cancel_exception = reason; });
 }
 
 void hold_queue(double seconds) {

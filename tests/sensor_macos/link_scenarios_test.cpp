@@ -109,6 +109,42 @@ TEST_F(MacBleTest, ANewRunOnTheHeelsOfTheLastIsStartedAsWell) {
   world_.driver().stop();
 }
 
+// The last run's link goes on for a moment: its frames do not belong to the run that connects.
+TEST_F(MacBleTest, FramesCountOnceTheirRunHasFoundTheControlPoint) {
+  const std::vector<std::uint8_t> frame = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0};
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  world_.driver().stop();
+  fake::hold_queue(0.2);
+  world_.start(world_.strap_identifier());
+  fake::send_value(k_data, frame);
+  EXPECT_TRUE(world_.samples().empty());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  fake::send_value(k_data, frame);
+  EXPECT_EQ(world_.samples(), std::vector<double>{1.0});
+  world_.driver().stop();
+}
+
+TEST_F(MacBleTest, ARunEndsEvenWhenTheFrameworkThrowsAtItsEnd) {
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(StrapWorld::wait_until([&] { return world_.writes().size() == 2; }));
+  fake::throw_at_cancel("no such link");
+  world_.driver().stop();
+  fake::throw_at_cancel("");
+  world_.driver().scan();
+  for (const std::string& line : world_.log().lines()) {
+    EXPECT_EQ(line.find("leftover"), std::string::npos) << line;
+  }
+  world_.start(world_.strap_identifier());
+  const std::string start = "02000001820001010E00";
+  const Lines expected = {"0100", start, "0300", "0100", start};
+  EXPECT_TRUE(StrapWorld::wait_until([&] { return world_.writes() == expected; }));
+  EXPECT_EQ(world_.writes(), expected);
+  world_.driver().stop();
+}
+
 TEST_F(MacBleTest, WhatTheFrameworkThrowsIsShown) {
   fake::throw_at_stop_scan("the queue is gone");
   EXPECT_EQ(world_.driver().scan().error, "Bluetooth scan failed: the queue is gone");
