@@ -11,6 +11,7 @@
 #include "analysis/hr_series.h"
 #include "analysis/rr_artifacts.h"
 #include "analysis/statistics.h"
+#include "analysis/tfr_rows.h"
 #include "base/files.h"
 #include "session/engine.h"
 #include "session/markers.h"
@@ -36,7 +37,7 @@ struct Beats {
 
 std::optional<Beats> kubios_beats(std::vector<double> intervals) {
   const std::size_t n = intervals.size();
-  if (n < k_fewest_intervals) return std::nullopt;
+  if (n < k_tfr_min_intervals) return std::nullopt;
   if (median(intervals) > k_longest_in_seconds) {
     for (double& interval : intervals) interval /= 1000;
   }

@@ -10,9 +10,10 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety;-Werror=thread-safety>)
 endif()
 
+# Line numbers are all of the debug information that a sanitizer's report shows.
 if(TVN_SANITIZE)
   target_compile_options(tvn_options INTERFACE
-    -fsanitize=${TVN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    -fsanitize=${TVN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   target_link_options(tvn_options INTERFACE -fsanitize=${TVN_SANITIZE})
 endif()
 

@@ -26,7 +26,6 @@ std::optional<RhythmAnalysis> analyse_rhythm(std::size_t n_samples,
                                              std::span<const double> rr_seconds,
                                              double cycle_seconds) {
   if (static_cast<double>(n_samples) < cycle_seconds * k_ecg_rate) return std::nullopt;
-  if (rr_seconds.size() < k_fewest_intervals) return std::nullopt;
   RhythmAnalysis rhythm{compute_tfr_pictures(n_samples, rr_seconds, cycle_seconds, k_ecg_rate), 0};
   if (!rhythm.tfr.valid) return std::nullopt;
   rhythm.mean_log_power = mean_of_known(rhythm.tfr.cycle_log_power);

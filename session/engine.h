@@ -27,8 +27,6 @@ namespace tvn {
 inline constexpr double k_ecg_rate = 130.0;
 // Less than 3 s of ECG is neither imported nor analysed.
 inline constexpr std::size_t k_fewest_analysed_samples = 390;
-// Fewer RR intervals tell nothing of a rhythm: no pictures, no report.
-inline constexpr std::size_t k_fewest_intervals = 3;
 // Beats per minute above which two peaks cannot both be beats.
 inline constexpr int k_max_heart_rate = 300;
 // A run is planned as this many breathing cycles.

@@ -90,7 +90,6 @@ void start_tfr_job(Engine& engine) {
 std::optional<TfrJobResult> compute_tfr_job(const TfrJobInput& input) {
   const std::vector<double> rr =
       detect_rr_intervals(input.ecg.samples(), k_max_heart_rate, k_ecg_rate);
-  if (rr.size() < k_fewest_intervals) return std::nullopt;
   TfrPictures tfr = compute_tfr_pictures(input.ecg.size(), rr, input.cycle_seconds, k_ecg_rate);
   if (!tfr.valid) return std::nullopt;
   TfrJobResult result;

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <utility>
 
+#include "analysis/tfr_rows.h"
 #include "base/clock.h"
 #include "base/files.h"
 #include "base/json.h"
@@ -33,7 +34,7 @@ std::string base_name(const std::string& file_name) {
 Reply import_kubios(const Request& request, Site& site) {
   Engine& engine = site.engine;
   const std::size_t beats = parse_kubios_rr(request.body).size();
-  if (beats < k_fewest_intervals) {
+  if (beats < k_tfr_min_intervals) {
     return refusal("This looks like a Kubios file but no RR-interval column was found.");
   }
   const MutexLock<Mutex> uploads(site.upload_control);
