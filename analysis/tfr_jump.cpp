@@ -9,8 +9,9 @@
 namespace tvn {
 namespace {
 
-// From here on, in standard deviations, the end of w' is below a millionth of what it is at 5.
-constexpr double k_end_reach = 7.5;
+// From here on, in standard deviations, the end of w' is below 1 / 30,000 of what it is at 5, and
+// so below 2e-10 of the whole.
+constexpr double k_end_reach = 6.75;
 // A term so much weaker than the other one does not show.
 constexpr double k_negligible = 1e-18;
 

@@ -44,8 +44,8 @@ void add_gaussian(Axis v, double amplitude, std::span<double> response) {
   }
 }
 
-// From here on four levels of Mills' ratio are enough.
-constexpr double k_near = 10;
+// From here on four levels of Mills' ratio are enough, and two.
+constexpr double k_near = 10, k_far = 30;
 
 struct CutEnd {
   Axis v;
@@ -108,10 +108,13 @@ void morlet_response(const MorletShape& shape, double fs, double first, double s
     add_gaussian(v, amplitude * std::sqrt(k_two_pi), response);
     const CutEnd cut{v, end, h, amplitude * std::exp(-end * end / 2)};
     const std::size_t n = response.size();
-    const std::size_t near = even_bin(v, -k_near, n), far = even_bin(v, k_near, n);
-    cut_end<FourLevels>(cut, 0, near, response, behind);
-    cut_end<TwelveLevels>(cut, near, far, response, behind);
-    cut_end<FourLevels>(cut, far, n, response, behind);
+    const std::size_t bins[] = {even_bin(v, -k_far, n), even_bin(v, -k_near, n),
+                                even_bin(v, k_near, n), even_bin(v, k_far, n)};
+    cut_end<TwoLevels>(cut, 0, bins[0], response, behind);
+    cut_end<FourLevels>(cut, bins[0], bins[1], response, behind);
+    cut_end<TwelveLevels>(cut, bins[1], bins[2], response, behind);
+    cut_end<FourLevels>(cut, bins[2], bins[3], response, behind);
+    cut_end<TwoLevels>(cut, bins[3], n, response, behind);
   };
   add(shape.angular_frequency, factor * shape.scale / h);
   if (shape.correction > k_negligible) add(0, -shape.correction * factor * shape.scale / h);
