@@ -10,6 +10,7 @@
 #include "session/engine.h"
 
 namespace tvn {
+
 char sex_letter(std::string_view sex) {
   return static_cast<char>(sex_code_of(sex));
 }

@@ -38,6 +38,8 @@ RgbImage row_image(const std::vector<float>& powers, const TfrImageSettings& set
 TEST(NormativeLogPower, FollowsAgeAndSex) {
   EXPECT_NEAR(normative_log_power('F', 40), 8.3322, 1e-12);
   EXPECT_NEAR(normative_log_power('M', 40), 9.1148, 1e-12);
+  // 3.458 + 0.3903 * 50 - 0.008024 * 2500 + 0.00004505 * 125000
+  EXPECT_NEAR(normative_log_power('M', 50), 8.54425, 1e-12);
   EXPECT_EQ(normative_log_power('x', 40), normative_log_power('M', 40));
 }
 

@@ -52,7 +52,7 @@ wire_setup();
 wire_files();
 wire_session();
 wire_comfort();
-// The browser may have kept a radio from before a reload.
+// A reload keeps the radios.
 choose_source(document.querySelector("#sources :checked").value);
 choose_speed(speed);
 show_cycle();

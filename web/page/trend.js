@@ -42,12 +42,12 @@ function trend_plot({ width, height }, snapshot) {
            tvn_y: (value) => to_y((value + 1) / 2) };
 }
 
-// Passes come once a second, snapshots twenty times: most change nothing here.
+// Most snapshots change nothing here, not even the sums.
 function draw_trend(chart, snapshot) {
   const plot = trend_plot(chart, snapshot);
   const markers = shown_markers(snapshot);
-  const key = [plot.to, plot.cycle, plot.heart_rates.at(-1)?.y, plot.tvns.at(-1)?.y,
-               ...markers.map(({ t }) => t)].join();
+  const sum = (points) => points.reduce((total, { x, y }) => total + x * y, 0);
+  const key = [plot.to, sum(plot.heart_rates), sum(plot.tvns), ...markers.map(({ t }) => t)].join();
   if (chart.traces_key === key) return;
   chart.traces_key = key;
   const { hr, tvn } = current_theme();
