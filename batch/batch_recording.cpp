@@ -8,14 +8,14 @@
 #include <utility>
 #include <vector>
 
-#include "analysis/hr_series.h"
-#include "analysis/rr_artifacts.h"
+#include "analysis/beats/rr_artifacts.h"
+#include "analysis/rhythm/hr_series.h"
 #include "analysis/statistics.h"
-#include "analysis/tfr_rows.h"
+#include "analysis/tfr/rows.h"
 #include "base/files.h"
+#include "recording/recording_readers.h"
 #include "session/engine.h"
 #include "session/markers.h"
-#include "web/recording_readers.h"
 
 namespace tvn {
 namespace {

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "export/batch_report.h"
 #include "export/export_texts.h"
 #include "export/recording_analysis.h"
+#include "export/report/batch_report.h"
 
 namespace tvn {
 

@@ -6,9 +6,9 @@
 #include <map>
 #include <vector>
 
-#include "analysis/hr_series.h"
-#include "analysis/r_peaks.h"
-#include "analysis/tvn_series.h"
+#include "analysis/beats/r_peaks.h"
+#include "analysis/rhythm/hr_series.h"
+#include "analysis/rhythm/tvn_series.h"
 #include "tests/analysis/plain_forms.h"
 #include "tests/analysis/synthetic_ecg.h"
 

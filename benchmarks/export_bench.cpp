@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "analysis/hr_series.h"
-#include "analysis/r_peaks.h"
-#include "analysis/tfr_fast.h"
-#include "analysis/tfr_image.h"
-#include "export/batch_report.h"
+#include "analysis/beats/r_peaks.h"
+#include "analysis/rhythm/hr_series.h"
+#include "analysis/tfr/fast.h"
+#include "analysis/tfr/image.h"
 #include "export/edf.h"
-#include "export/report.h"
+#include "export/report/batch_report.h"
+#include "export/report/report.h"
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/temporary_folder.h"
 

@@ -7,11 +7,11 @@
 
 #include "base/json.h"
 #include "benchmarks/peak_memory.h"
+#include "recording/recording_readers.h"
 #include "session/analysis_pass.h"
 #include "session/status.h"
 #include "session/tfr_job.h"
 #include "tests/analysis/synthetic_ecg.h"
-#include "web/recording_readers.h"
 
 namespace tvn {
 namespace {

@@ -14,10 +14,10 @@
 #include <map>
 #include <vector>
 
-#include "analysis/r_peaks.h"
-#include "analysis/tfr.h"
-#include "analysis/tfr_fast.h"
-#include "analysis/tfr_image.h"
+#include "analysis/beats/r_peaks.h"
+#include "analysis/tfr/definition.h"
+#include "analysis/tfr/fast.h"
+#include "analysis/tfr/image.h"
 #include "tests/analysis/synthetic_ecg.h"
 
 namespace {

@@ -2,7 +2,7 @@
 # executable's read-only data by the assembler (.incbin).
 set(TVN_PAGE_BYTES 55773)
 
-add_executable(inline_page tools/inline_page.cpp tools/sha256.cpp analysis/base64.cpp)
+add_executable(inline_page tools/inline_page.cpp tools/sha256.cpp picture/base64.cpp)
 target_link_libraries(inline_page PRIVATE tvn_options)
 
 set(TVN_PAGE ${CMAKE_BINARY_DIR}/assets/index.html)

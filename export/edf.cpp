@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "base/files.h"
+#include "base/number_text.h"
 #include "base/rounding.h"
-#include "export/number_text.h"
 
 namespace tvn {
 namespace {

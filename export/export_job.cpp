@@ -6,13 +6,13 @@
 #include <thread>
 #include <utility>
 
-#include "analysis/hr_series.h"
+#include "analysis/rhythm/hr_series.h"
 #include "base/failure_text.h"
 #include "base/json.h"
 #include "export/edf.h"
 #include "export/export_folder.h"
 #include "export/recording_analysis.h"
-#include "export/report.h"
+#include "export/report/report.h"
 
 namespace tvn {
 namespace {

@@ -5,8 +5,8 @@
 
 #include "base/clock.h"
 #include "base/json.h"
+#include "base/number_text.h"
 #include "base/rounding.h"
-#include "export/number_text.h"
 #include "session/engine.h"
 
 namespace tvn {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "export/report.h"
+#include "export/report/report.h"
 #include "session/markers.h"
 
 namespace tvn {

@@ -4,9 +4,9 @@
 #include <exception>
 #include <utility>
 
-#include "analysis/r_peaks.h"
+#include "analysis/beats/r_peaks.h"
 #include "analysis/statistics.h"
-#include "analysis/tfr_image.h"
+#include "analysis/tfr/image.h"
 #include "session/engine.h"
 
 namespace tvn {

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "analysis/rgb_image.h"
-#include "analysis/tfr_fast.h"
+#include "analysis/tfr/fast.h"
+#include "picture/rgb_image.h"
 
 namespace tvn {
 

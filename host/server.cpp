@@ -17,7 +17,7 @@
 
 #include "base/rounding.h"
 #include "host/platform.h"
-#include "web/connection.h"
+#include "web/handlers/connection.h"
 
 namespace tvn {
 namespace {

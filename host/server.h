@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "web/router.h"
+#include "web/handlers/router.h"
 
 namespace tvn {
 

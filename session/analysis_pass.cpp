@@ -6,9 +6,9 @@
 #include <span>
 #include <utility>
 
-#include "analysis/hr_series.h"
-#include "analysis/r_peaks.h"
-#include "analysis/tvn_series.h"
+#include "analysis/beats/r_peaks.h"
+#include "analysis/rhythm/hr_series.h"
+#include "analysis/rhythm/tvn_series.h"
 #include "base/json.h"
 #include "base/rounding.h"
 

@@ -9,10 +9,10 @@
 #include "base/files.h"
 #include "base/names.h"
 #include "base/rounding.h"
+#include "recording/recording_readers.h"
 #include "session/analysis_pass.h"
 #include "session/markers.h"
 #include "session/run_params.h"
-#include "web/recording_readers.h"
 
 namespace tvn {
 namespace {

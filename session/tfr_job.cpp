@@ -5,11 +5,11 @@
 #include <thread>
 #include <utility>
 
-#include "analysis/base64.h"
-#include "analysis/png.h"
-#include "analysis/r_peaks.h"
-#include "analysis/tfr_fast.h"
-#include "analysis/tfr_image.h"
+#include "analysis/beats/r_peaks.h"
+#include "analysis/tfr/fast.h"
+#include "analysis/tfr/image.h"
+#include "picture/base64.h"
+#include "picture/png.h"
 
 namespace tvn {
 namespace {

@@ -29,7 +29,7 @@
 #include <string>
 #include <string_view>
 
-#include "analysis/base64.h"
+#include "picture/base64.h"
 #include "tools/sha256.h"
 
 namespace tvn {

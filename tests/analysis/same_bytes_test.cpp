@@ -6,9 +6,9 @@
 #include <bit>
 #include <cstdint>
 
-#include "analysis/ecg_filter.h"
-#include "analysis/hr_series.h"
-#include "analysis/r_peaks.h"
+#include "analysis/beats/ecg_filter.h"
+#include "analysis/beats/r_peaks.h"
+#include "analysis/rhythm/hr_series.h"
 #include "tests/analysis/reference_data.h"
 
 namespace tvn {

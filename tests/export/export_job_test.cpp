@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <new>
 
-#include "analysis/r_peaks.h"
+#include "analysis/beats/r_peaks.h"
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/session/scarce_memory.h"
 #include "tests/session/session_fixture.h"

@@ -3,10 +3,10 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "analysis/hr_series.h"
-#include "analysis/r_peaks.h"
-#include "analysis/tvn_series.h"
-#include "web/recording_readers.h"
+#include "analysis/beats/r_peaks.h"
+#include "analysis/rhythm/hr_series.h"
+#include "analysis/rhythm/tvn_series.h"
+#include "recording/recording_readers.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "session/runs.h"
-#include "web/router.h"
+#include "web/handlers/router.h"
 
 namespace {
 

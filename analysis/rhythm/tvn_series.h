@@ -1,0 +1,31 @@
+#pragma once
+// The TVN value: how closely the beat-to-beat intervals follow the paced breathing, from -1 to 1.
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace tvn {
+
+// rr_seconds: RR intervals (analysis/beats/r_peaks.h); n_ecg_samples: length of the recording;
+// cycles_per_window: breathing cycles that one value looks back over; cycle_seconds: length of a
+// cycle; fs: samples per second; step_seconds: distance of the grid points (0.1), from which the
+// window's length trunc(cycle_seconds / step_seconds) * cycles_per_window in points follows.
+//
+// Returns one value per point of `time_grid`, or nothing when the last grid time lies below
+// cycles_per_window * cycle_seconds or no grid time between the first and the last beat. Beat i
+// stands at the sum of the first i + 1 intervals; between the beats the intervals are interpolated
+// linearly. A value is the multiple correlation R of that curve, over the points of the window
+// before the grid point, with sine and cosine at the frequency 1 / cycle_seconds, taken as
+// sqrt(r_sin^2 + r_cos^2) and mapped to R / 0.6 - 1 up to R = 0.6 and (R - 0.6) / 0.4 above. R is
+// limited to 1, which rounding exceeds, and so do windows of a few points, over which sine and
+// cosine are not orthogonal.
+// NaN: before the first full window, in a window without any interval, and where R is not defined;
+// a window whose intervals are all equal is one of these, whatever rounding leaves of its spread.
+// Window lengths that are not positive numbers (from any arguments) give NaN everywhere.
+// Linear in grid and intervals, but for windows in ill-conditioned cases (nearly constant
+// intervals, missing beats), each of which costs its length. Values within 1e-11 of direct sums.
+std::vector<double> compute_tvn_series(std::span<const double> rr_seconds, int32_t n_ecg_samples,
+                                       int32_t cycles_per_window, double cycle_seconds, double fs,
+                                       double step_seconds);
+
+}  // namespace tvn

@@ -1,0 +1,154 @@
+#include "analysis/tfr/bands.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "analysis/statistics.h"
+#include "analysis/tfr/kernel.h"
+#include "analysis/tfr/lanes.h"
+#include "analysis/tfr/signal.h"
+
+namespace tvn {
+namespace {
+
+constexpr double k_pi = 3.141592653589793;
+constexpr double k_grid_rate = 10;
+// Room on either side of a piece to fade out in, so that its ends make no jump.
+constexpr std::size_t k_fade_steps = 100;
+constexpr std::size_t k_least_piece = 512;
+constexpr std::size_t k_half_kernel = k_tfr_kernel_points / 2;
+
+std::vector<double> kernel_taps(std::size_t step) {
+  std::vector<double> taps(k_tfr_kernel_points * step);
+  const double middle = static_cast<double>(k_half_kernel * step);
+  for (std::size_t i = 0; i < taps.size(); ++i) {
+    taps[i] = tfr_kernel((static_cast<double>(i) - middle) / static_cast<double>(step));
+  }
+  return taps;
+}
+
+// The number of taps is even.
+double weighted_sum(const double* values, const std::vector<double>& taps) {
+  Lanes sums[2] = {};
+  std::size_t i = 0;
+  for (; i + 2 * k_lanes <= taps.size(); i += 2 * k_lanes) {
+    sums[0] += load_lanes(values + i) * load_lanes(taps.data() + i);
+    sums[1] += load_lanes(values + i + k_lanes) * load_lanes(taps.data() + i + k_lanes);
+  }
+  double sum = sums[0][0] + sums[0][1] + sums[1][0] + sums[1][1];
+  for (; i < taps.size(); ++i) sum += values[i] * taps[i];
+  return sum;
+}
+
+// The sums of the last n, n - 1, ..., 0 taps.
+std::vector<double> sums_from_the_end(const std::vector<double>& taps) {
+  std::vector<double> sums(taps.size() + 1);
+  for (std::size_t i = taps.size(); i-- > 0;) sums[i] = sums[i + 1] + taps[i];
+  return sums;
+}
+
+// 1 as far as a wavelet reaches, from there on down to 0 within the room to fade out in.
+double fade(double steps_beyond) {
+  if (steps_beyond <= 0) return 1;
+  const double part =
+      std::min(steps_beyond / static_cast<double>(k_fade_steps - k_half_kernel), 1.0);
+  return 0.5 * (1 + std::cos(k_pi * part));
+}
+
+// The heart rate's place in a piece, in grid steps.
+struct PiecePlace {
+  std::size_t n, before;  // of the piece, and of its part ahead of the heart rate
+  double end;             // of the heart rate, counted from its first value
+};
+
+// `values` from the piece's n grid steps, faded out from so many steps before and behind the heart
+// rate on.
+SplitComplex cut_piece(const CoarseSignal& signal, const std::vector<double>& values,
+                       const PiecePlace& place, double flat_before, double flat_behind) {
+  SplitComplex data{std::vector<double>(place.n), std::vector<double>(place.n)};
+  for (std::size_t j = 0; j < place.n; ++j) {
+    const std::size_t at = j + signal.origin;
+    if (at < place.before || at - place.before >= values.size()) continue;
+    const double from_start = static_cast<double>(j) - static_cast<double>(place.before);
+    data.re[j] = values[at - place.before] *
+                 fade(std::fmax(-from_start - flat_before, from_start - place.end - flat_behind));
+  }
+  return data;
+}
+
+}  // namespace
+
+CoarseSignal make_coarse_signal(std::span<const double> signal,
+                                std::span<const std::size_t> boundaries, std::size_t reach,
+                                double fs) {
+  CoarseSignal coarse;
+  coarse.step = static_cast<std::size_t>(std::fmax(1, std::floor(fs / k_grid_rate)));
+  coarse.n_signal = signal.size();
+  coarse.mean = mean(signal);
+  coarse.flat = reach + k_half_kernel * coarse.step;
+  const std::size_t steps_before = coarse.flat / coarse.step + k_fade_steps;
+  const std::size_t signal_steps = signal.size() / coarse.step + 1;
+  const std::size_t n_steps = 2 * steps_before + signal_steps;
+  const std::size_t samples_before = (steps_before + k_half_kernel) * coarse.step;
+  const std::size_t n_samples = (n_steps + 2 * k_half_kernel) * coarse.step;
+  std::vector<double> prolonged = prolong_by_cycles(signal, boundaries, samples_before,
+                                                    n_samples - samples_before - signal.size());
+  for (double& value : prolonged) value -= coarse.mean;
+  const std::vector<double> taps = kernel_taps(coarse.step);
+  coarse.origin = steps_before;
+  coarse.values.resize(n_steps);
+  const double flat_steps = static_cast<double>(coarse.flat) / static_cast<double>(coarse.step);
+  const double end = static_cast<double>(signal.size()) / static_cast<double>(coarse.step);
+  coarse.jump = prolonged[samples_before] - prolonged[samples_before - 1];
+  coarse.step_values.resize(n_steps);
+  const std::vector<double> step_response = sums_from_the_end(taps);
+  for (std::size_t j = 0; j < n_steps; ++j) {
+    const double at = static_cast<double>(j) - static_cast<double>(steps_before);
+    const double faded = fade(std::fmax(-at, at - end) - flat_steps);
+    const std::size_t first = j * coarse.step;
+    coarse.values[j] = weighted_sum(prolonged.data() + first, taps) * faded;
+    const std::size_t before_step = samples_before - std::min(first, samples_before);
+    coarse.step_values[j] = step_response[std::min(before_step, taps.size())] * faded;
+  }
+  return coarse;
+}
+
+std::size_t piece_length(const CoarseSignal& signal, std::size_t reach) {
+  const std::size_t steps = (signal.n_signal + 2 * reach) / signal.step + 2 * k_fade_steps;
+  std::size_t n = k_least_piece;
+  while (n < steps) n *= 2;
+  return n;
+}
+
+PieceSpectrum make_piece_spectrum(const CoarseSignal& signal, std::size_t n) {
+  PieceSpectrum piece;
+  piece.n = n;
+  piece.period = n * signal.step;
+  const std::size_t before = (n - std::min(n, signal.n_signal / signal.step)) / 2;
+  piece.offset = before * signal.step;
+  Fft fft(n);
+  const std::vector<double> inverse_kernel = tfr_inverse_kernel(n);
+  const auto spectrum = [&](SplitComplex data, double factor) {
+    fft.forward(data);
+    SplitComplex bins{std::vector<double>(n), std::vector<double>(n)};
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::size_t from = (i + n / 2) % n;
+      bins.re[i] = data.re[from] * inverse_kernel[i] * factor;
+      bins.im[i] = data.im[from] * inverse_kernel[i] * factor;
+    }
+    return bins;
+  };
+  const PiecePlace place{n, before,
+                         static_cast<double>(signal.n_signal) / static_cast<double>(signal.step)};
+  const double flat =
+      static_cast<double>(before) - static_cast<double>(k_fade_steps - k_half_kernel);
+  piece.bins = spectrum(cut_piece(signal, signal.values, place, flat, flat), 1);
+  piece.bins.re[n / 2] += signal.mean * static_cast<double>(piece.period);
+  // No column needs the step further than the heart rate goes. Without the cut that ends it, the
+  // wavelet would reach round the period and see the rest.
+  piece.step_bins =
+      spectrum(cut_piece(signal, signal.step_values, place, flat, k_half_kernel), signal.jump);
+  return piece;
+}
+
+}  // namespace tvn

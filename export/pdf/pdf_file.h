@@ -1,0 +1,53 @@
+// A PDF file from its objects (PDF Reference, third edition, version 1.4, chapter 3): images, fonts
+// and pages as object bodies, and the whole with its cross-reference table.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "picture/rgb_image.h"
+
+namespace tvn {
+
+inline constexpr std::string_view k_pdf_helvetica =
+    "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>";
+inline constexpr std::string_view k_pdf_helvetica_bold =
+    "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica-Bold >>";
+inline constexpr std::string_view k_pdf_catalog = "<< /Type /Catalog /Pages 2 0 R >>";
+
+// An image ready to be put into a file: its pixels are only kept compressed, some tenth of them.
+struct PdfPicture {
+  std::uint32_t width = 0;   // pixels
+  std::uint32_t height = 0;  // pixels
+  std::string object;        // the object's body
+};
+
+// The body of an image object, its pixels compressed by zlib at level 6. Throws std::bad_alloc for
+// want of memory, zlib's included. Tens of milliseconds per megapixel.
+std::string flate_image_object(const RgbImage& image);
+
+PdfPicture pdf_picture(const RgbImage& image);
+
+// The body of an image object with the report logo's JPEG bytes.
+std::string logo_object();
+
+// The entry of a page's XObject resources for the logo: " /Logo 11 0 R"; empty without a logo.
+std::string logo_resource(std::size_t object_number);
+
+// The body of a content stream object.
+std::string pdf_content_object(std::string_view content);
+
+// The logo at the page's upper right corner, its right edge at 555, its upper edge at 818. Nothing
+// without a logo.
+void draw_logo(std::string& content);
+
+// The whole file; object k of the file is objects[k - 1], and object 1 is the catalog. Linear.
+std::string pdf_assemble(const std::vector<std::string>& objects);
+
+// Writes the file in one go. False when it could not be opened or not written whole.
+bool pdf_write(const std::string& path, std::string_view bytes);
+
+}  // namespace tvn

@@ -1,0 +1,162 @@
+#include "export/report/batch_report.h"
+
+#include <array>
+#include <utility>
+
+#include "analysis/tfr/image.h"
+#include "export/pdf/fitted_text.h"
+#include "export/pdf/report_logo.h"
+#include "export/report/cycle_strip.h"
+#include "export/report/report_parts.h"
+
+namespace tvn {
+namespace {
+
+// The names stand to the left of the strips.
+constexpr double k_strip_left = 194;
+constexpr double k_strip_width = 345;
+constexpr double k_strip_height = 30;
+constexpr double k_row_pitch = 56;        // strip, cycle numbers and a gap
+constexpr double k_lowest_base = 66;      // leaves room for the caption and the page number
+constexpr double k_cycles_left = 352.46;  // centred below the strips
+constexpr double k_page_number_left = 262;
+constexpr double k_label_size = 8.5;
+constexpr double k_label_width = k_strip_left - k_page_left - 8;
+
+constexpr std::array<std::string_view, 3> k_warning = {
+    "Batch processing: age & sex were not set per person, so the age/sex-normalised level",
+    "may be inaccurate - the red/grey colour thresholds below should be ignored. For an",
+    "interpretable report, use 'Import folder' and set the correct age and sex for this person."};
+
+constexpr std::size_t k_pages = 2;
+constexpr PageFonts k_fonts = {3, 4};
+constexpr std::size_t k_logo = 5;  // when there is a logo
+
+void draw_warning(std::string& content, double y) {
+  double below = 10;
+  for (const std::string_view line : k_warning) {
+    pdf_text(content, line, false, 62, y - below, 9, {0.55, 0.3, 0.0});
+    below += 12;
+  }
+}
+
+void draw_strip_row(std::string& content, const BatchReportEntry& recording, double level,
+                    double base) {
+  const double middle = base + k_strip_height / 2;
+  pdf_text_within(content, recording.name, false, k_page_left, middle + 3, k_label_size,
+                  pdf_grey(0.1), {k_label_width});
+  pdf_text(content, mean_text(recording.mean), true, k_page_left, middle - 9, k_label_size,
+           k_pdf_black);
+  if (recording.cycle_values.empty()) {
+    pdf_text(content, "(no complete breathing cycle)", false, k_strip_left, middle - 3, 9,
+             pdf_grey(0.5));
+  }
+  draw_cycle_strip(content, recording.cycle_values, level,
+                   {k_strip_left, k_strip_width, base, k_strip_height});
+}
+
+// The head of the first page; returns where its strips' title stands.
+double draw_first_head(std::string& content, const BatchReport& report) {
+  const double below_table = draw_report_head(content, "Name: " + report.name, 13, report.table);
+  draw_warning(content, below_table);
+  return below_table - 60;
+}
+
+double draw_continued_head(std::string& content, const BatchReport& report) {
+  draw_top_line(content, "Name: " + report.name, 13);
+  return 770;
+}
+
+// The pages of strips but for their footers. After the first there is always room for rows.
+std::vector<std::string> strip_pages(const BatchReport& report) {
+  const double level = normative_log_power(report.sex, report.age);
+  std::vector<std::string> pages;
+  std::size_t next = 0;
+  do {
+    std::string content;
+    const bool first = pages.empty();
+    const double title =
+        first ? draw_first_head(content, report) : draw_continued_head(content, report);
+    draw_strip_title(content, first ? "TVN (logpower)" : "TVN (logpower), continued", title);
+    double base = title - 14 - k_strip_height;
+    const std::size_t begin = next;
+    while (next < report.recordings.size() && base >= k_lowest_base) {
+      draw_strip_row(content, report.recordings[next++], level, base);
+      base -= k_row_pitch;
+    }
+    if (next > begin) draw_cycles_caption(content, k_cycles_left, base + k_row_pitch);
+    pages.push_back(std::move(content));
+  } while (next < report.recordings.size());
+  return pages;
+}
+
+// The file while it grows: pages and their objects, numbered in the order of their appearance.
+class PageList {
+ public:
+  explicit PageList(std::size_t count) : count_(count) {
+    objects_ = {std::string(k_pdf_catalog), "", std::string(k_pdf_helvetica),
+                std::string(k_pdf_helvetica_bold)};
+    if (report_logo().is_present()) objects_.push_back(logo_object());
+  }
+
+  void add_strips(std::string content) { add_page(std::move(content), ""); }
+
+  void add_recording(BatchReportEntry recording) {
+    const std::size_t image = objects_.size() + 3;  // after the page and its content
+    add_page(std::move(recording.page_content),
+             " /ImA " + pdf_reference(image) + " /ImB " + pdf_reference(image + 1));
+    objects_.push_back(std::move(recording.high_time.object));
+    objects_.push_back(std::move(recording.high_frequency.object));
+  }
+
+  std::string file() {
+    objects_[k_pages - 1] =
+        "<< /Type /Pages /Kids [" + kids_ + "] /Count " + std::to_string(count_) + " >>";
+    return pdf_assemble(objects_);
+  }
+
+ private:
+  void add_page(std::string content, const std::string& images) {
+    draw_page_number(content, ++pages_, count_, k_page_number_left);
+    const std::size_t page = objects_.size() + 1;
+    kids_ += (kids_.empty() ? "" : " ") + pdf_reference(page);
+    objects_.push_back(page_object(k_fonts, images + logo_resource(k_logo), page + 1));
+    objects_.push_back(pdf_content_object(content));
+  }
+
+  std::vector<std::string> objects_;
+  std::string kids_;
+  std::size_t count_;
+  std::size_t pages_ = 0;
+};
+
+}  // namespace
+
+BatchReportEntry batch_report_entry(const BatchRecording& recording, double cycle_seconds) {
+  PicturePair pictures = picture_pair(recording.high_time, recording.high_frequency);
+  BatchReportEntry entry;
+  entry.high_time = std::move(pictures.high_time);
+  entry.high_frequency = std::move(pictures.high_frequency);
+  entry.name = recording.name;
+  entry.cycle_values.assign(recording.cycle_values.begin(), recording.cycle_values.end());
+  entry.mean = recording.mean;
+  draw_recording_page(entry.page_content,
+                      {recording.name, recording.hr_series, recording.markers, cycle_seconds,
+                       entry.high_time, entry.high_frequency},
+                      "ImA", "ImB");
+  return entry;
+}
+
+std::string batch_report_pdf(BatchReport report) {
+  std::vector<std::string> strips = strip_pages(report);
+  PageList pages(strips.size() + report.recordings.size());
+  for (std::string& content : strips) pages.add_strips(std::move(content));
+  for (BatchReportEntry& recording : report.recordings) pages.add_recording(std::move(recording));
+  return pages.file();
+}
+
+bool write_batch_report(const std::string& path, BatchReport report) {
+  return pdf_write(path, batch_report_pdf(std::move(report)));
+}
+
+}  // namespace tvn

@@ -1,0 +1,210 @@
+#include "analysis/tfr/image.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include "picture/png.h"
+
+namespace tvn {
+namespace {
+
+using Pixel = std::array<int, 3>;
+
+Pixel pixel(const RgbImage& image, std::size_t x, std::size_t y) {
+  const std::uint8_t* p = image.pixels.data() + (y * image.width + x) * 3;
+  return {p[0], p[1], p[2]};
+}
+
+// Settings that show the power itself: every power counts as above normal, no line in sight.
+TfrImageSettings plain_settings() {
+  TfrImageSettings settings;
+  settings.expected_row = -10;
+  settings.sex_code = k_sex_code_female;
+  settings.age = 100000;  // 9.465 - 2832: any power is above that
+  settings.centre = 0.5;
+  settings.half_range = 0.5;
+  settings.cycle_seconds = 0;
+  return settings;
+}
+
+// A matrix of one row, drawn with the settings.
+RgbImage row_image(const std::vector<float>& powers, const TfrImageSettings& settings) {
+  return render_tfr_image(powers, 1, powers.size(), settings);
+}
+
+TEST(NormativeLogPower, FollowsAgeAndSex) {
+  EXPECT_NEAR(normative_log_power('F', 40), 8.3322, 1e-12);
+  EXPECT_NEAR(normative_log_power('M', 40), 9.1148, 1e-12);
+  // 3.458 + 0.3903 * 50 - 0.008024 * 2500 + 0.00004505 * 125000
+  EXPECT_NEAR(normative_log_power('M', 50), 8.54425, 1e-12);
+  EXPECT_EQ(normative_log_power('x', 40), normative_log_power('M', 40));
+}
+
+TEST(TfrImage, IsAtMost1200PixelsWide) {
+  EXPECT_EQ(row_image(std::vector<float>(800), plain_settings()).width, 800u);
+  EXPECT_EQ(row_image(std::vector<float>(1200), plain_settings()).width, 1200u);
+  EXPECT_EQ(row_image(std::vector<float>(10000), plain_settings()).width, 1200u);
+}
+
+TEST(TfrImage, SamplesTheLowerNeighbourColumn) {
+  std::vector<float> powers(3000, 0.0f);
+  powers[2997] = 1.0f;  // trunc(1199 / 1200 * 3000)
+  const RgbImage image = row_image(powers, plain_settings());
+  EXPECT_EQ(pixel(image, 1199, 0), (Pixel{180, 4, 38}));
+  EXPECT_EQ(pixel(image, 1198, 0), (Pixel{59, 76, 192}));
+}
+
+TEST(TfrImage, PutsLowFrequenciesAtTheBottom) {
+  const std::vector<float> matrix = {0.0f, 0.0f, 1.0f, 1.0f};
+  const RgbImage image = render_tfr_image(matrix, 2, 2, plain_settings());
+  EXPECT_EQ(pixel(image, 0, 0), (Pixel{180, 4, 38}));
+  EXPECT_EQ(pixel(image, 0, 1), (Pixel{59, 76, 192}));
+}
+
+TEST(TfrImage, InterpolatesBetweenTheColourStops) {
+  const RgbImage image =
+      row_image({0.0f, 0.125f, 0.5f, 0.9375f, 1.0f, -3.0f, 7.0f}, plain_settings());
+  EXPECT_EQ(pixel(image, 0, 0), (Pixel{59, 76, 192}));
+  EXPECT_EQ(pixel(image, 1, 0), (Pixel{98, 130, 234}));
+  EXPECT_EQ(pixel(image, 2, 0), (Pixel{221, 221, 221}));
+  EXPECT_EQ(pixel(image, 3, 0), (Pixel{201, 50, 57}));  // half way from stop 7 to 8, truncated
+  EXPECT_EQ(pixel(image, 4, 0), (Pixel{180, 4, 38}));
+  EXPECT_EQ(pixel(image, 5, 0), (Pixel{59, 76, 192}));
+  EXPECT_EQ(pixel(image, 6, 0), (Pixel{180, 4, 38}));
+}
+
+TEST(TfrImage, WithoutARangeOnlySplitsAtTheCentre) {
+  TfrImageSettings settings = plain_settings();
+  settings.centre = 5;
+  settings.half_range = 0;
+  const RgbImage image = row_image({4.9f, 5.0f, std::nextafter(5.0f, 6.0f)}, settings);
+  EXPECT_EQ(pixel(image, 0, 0), (Pixel{59, 76, 192}));
+  EXPECT_EQ(pixel(image, 1, 0), (Pixel{59, 76, 192}));
+  EXPECT_EQ(pixel(image, 2, 0), (Pixel{180, 4, 38}));
+}
+
+TEST(TfrImage, IsGreyUpToTheNormalLevel) {
+  TfrImageSettings settings = plain_settings();
+  settings.age = 0;  // the level of a newborn girl, 9.465
+  settings.centre = 10000;
+  settings.half_range = 10000;
+  const auto level = static_cast<float>(std::exp(9.465));
+  const RgbImage image = row_image({0.0f, 5000.0f, level * 0.9999f, level * 1.0001f}, settings);
+  EXPECT_EQ(pixel(image, 0, 0), (Pixel{255, 255, 255}));
+  EXPECT_EQ(pixel(image, 1, 0), (Pixel{191, 191, 191}));  // round(0.75 * 255)
+  const Pixel below = pixel(image, 2, 0);
+  EXPECT_TRUE(below[0] == below[1] && below[1] == below[2]);
+  const Pixel above = pixel(image, 3, 0);
+  EXPECT_TRUE(above[0] != above[1] || above[1] != above[2]);
+}
+
+// The colour must turn at the very float at which the logarithm passes the level.
+TEST(TfrImage, DecidesLikeTheLogarithmOfEachPower) {
+  TfrImageSettings settings = plain_settings();
+  settings.centre = settings.half_range = 1e6;
+  for (int age = 0; age < 100; ++age) {
+    settings.age = age;
+    const double normal = normative_log_power(settings.sex_code, age);
+    auto power = static_cast<float>(std::exp(normal));
+    std::vector<float> powers;
+    for (int i = 0; i < 6; ++i) power = std::nextafter(power, 0.0f);
+    for (int i = 0; i < 12; ++i) powers.push_back(power = std::nextafter(power, 1e30f));
+    const RgbImage image = row_image(powers, settings);
+    for (std::size_t x = 0; x < powers.size(); ++x) {
+      const Pixel p = pixel(image, x, 0);
+      const bool is_grey = p[0] == p[1] && p[1] == p[2];
+      ASSERT_EQ(is_grey, !(std::log(static_cast<double>(powers[x])) > normal)) << age << " " << x;
+    }
+  }
+}
+
+TEST(TfrImage, SoftGreyIsPaleColour) {
+  TfrImageSettings settings = plain_settings();
+  settings.age = 0;
+  settings.soft_grey = true;
+  const RgbImage image = row_image({0.0f, 0.5f}, settings);
+  // 59 * 0.45 + 255 * 0.55 = 166.8, 76 * 0.45 + ... = 174.45, 192 * 0.45 + ... = 226.65
+  EXPECT_EQ(pixel(image, 0, 0), (Pixel{166, 174, 226}));
+  // 221 * 0.45 + 0.5 * 255 * 0.55 = 169.575
+  EXPECT_EQ(pixel(image, 1, 0), (Pixel{169, 169, 169}));
+}
+
+TEST(TfrImage, MarksTheExpectedFrequency) {
+  TfrImageSettings settings = plain_settings();
+  const std::vector<float> matrix(5 * 4, 0.0f);
+  const Pixel green{20, 150, 20};
+  for (const int row : {0, 2, 4}) {
+    settings.expected_row = row;
+    const RgbImage image = render_tfr_image(matrix, 5, 4, settings);
+    for (int y = 0; y < 5; ++y) {
+      const bool on_line = y == 4 - row || y == 3 - row;
+      for (std::size_t x = 0; x < 4; ++x) {
+        EXPECT_EQ(pixel(image, x, static_cast<std::size_t>(y)) == green, on_line) << row << y;
+      }
+    }
+  }
+  settings.expected_row = -1;  // the row below the picture: only the upper half of the line shows
+  EXPECT_EQ(pixel(render_tfr_image(matrix, 5, 4, settings), 0, 4), green);
+}
+
+TEST(TfrImage, MarksEachCycle) {
+  TfrImageSettings settings = plain_settings();
+  settings.cycle_seconds = 16;
+  settings.fs = 130;
+  const RgbImage image = row_image(std::vector<float>(33434, 0.0f), settings);
+  for (std::size_t x = 0; x < 1200; ++x) {
+    bool on_line = false;
+    for (int cycle = 0; cycle * 2080 < 33434; ++cycle) {
+      on_line = on_line || x == static_cast<std::size_t>(cycle * 2080 / 33434.0 * 1200);
+    }
+    EXPECT_EQ(pixel(image, x, 0) == (Pixel{30, 30, 30}), on_line) << x;
+  }
+}
+
+TEST(TfrImage, CyclesOfNoLengthAreHarmless) {
+  TfrImageSettings settings = plain_settings();
+  for (const double cycle : {0.0, -1.0, 1e-300, std::nan(""), 1e300}) {
+    settings.cycle_seconds = cycle;
+    EXPECT_EQ(row_image({0, 0, 0}, settings).width, 3u);
+  }
+}
+
+TEST(TfrImage, StretchesByRepeatingRows) {
+  TfrImageSettings settings = plain_settings();
+  settings.vertical_stretch = 1.5;
+  const std::vector<float> matrix = {0.0f, 0.5f, 1.0f};  // bottom to top
+  const RgbImage image = render_tfr_image(matrix, 3, 1, settings);
+  ASSERT_EQ(image.height, 5u);  // round(4.5)
+  const Pixel top{180, 4, 38}, middle{221, 221, 221}, bottom{59, 76, 192};
+  const std::array<Pixel, 5> wanted = {top, top, middle, middle, bottom};  // trunc(y / 5 * 3)
+  for (std::size_t y = 0; y < 5; ++y) EXPECT_EQ(pixel(image, 0, y), wanted[y]) << y;
+  settings.vertical_stretch = 1.001;
+  EXPECT_EQ(render_tfr_image(matrix, 3, 1, settings).height, 3u);
+}
+
+TEST(TfrImage, PowersThatAreNoNumberAreTheLowest) {
+  constexpr float k_nan = std::numeric_limits<float>::quiet_NaN();
+  const RgbImage image = row_image(
+      {k_nan, -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity()},
+      plain_settings());
+  EXPECT_EQ(pixel(image, 0, 0), (Pixel{255, 255, 255}));
+  EXPECT_EQ(pixel(image, 2, 0), (Pixel{180, 4, 38}));
+}
+
+TEST(TfrImage, OfAnEmptyMatrixIsEmpty) {
+  EXPECT_TRUE(render_tfr_image({}, 0, 0, {}).pixels.empty());
+  EXPECT_TRUE(render_tfr_image(std::vector<float>(5), 2, 3, {}).pixels.empty());
+  EXPECT_EQ(encode_png({}, 0, 0, {}), "");
+}
+
+TEST(EncodePng, EncodesTheRenderedPicture) {
+  const std::vector<float> matrix(20, 0.5f);
+  EXPECT_EQ(encode_png(matrix, 4, 5, plain_settings()),
+            png_file(render_tfr_image(matrix, 4, 5, plain_settings())));
+}
+
+}  // namespace
+}  // namespace tvn
