@@ -13,7 +13,8 @@
 #include "analysis/statistics.h"
 #include "analysis/tfr/rows.h"
 #include "base/files.h"
-#include "recording/recording_readers.h"
+#include "recording/raw_ecg.h"
+#include "recording/rr_export.h"
 #include "session/engine.h"
 #include "session/markers.h"
 

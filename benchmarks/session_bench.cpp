@@ -7,7 +7,7 @@
 
 #include "base/json.h"
 #include "benchmarks/peak_memory.h"
-#include "recording/recording_readers.h"
+#include "recording/raw_ecg.h"
 #include "session/analysis_pass.h"
 #include "session/status.h"
 #include "session/tfr_job.h"

@@ -17,7 +17,7 @@
 
 #include "base/rounding.h"
 #include "host/platform.h"
-#include "web/handlers/connection.h"
+#include "web/http/connection.h"
 
 namespace tvn {
 namespace {
@@ -90,7 +90,7 @@ void serve(int listener, Site& site) {
 
 void handle_connection(int fd, Site& site) noexcept {
   try {
-    route_request(fd, site);
+    route_request(fd, [&site](const Request& request) { return route(request, site); });
     return;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "[handle] exception: %s\n", error.what());

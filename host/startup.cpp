@@ -4,7 +4,7 @@
 
 #include "assets/assets.h"
 #include "base/files.h"
-#include "export/pdf/report_logo.h"
+#include "export/report/report_logo.h"
 #include "host/jpeg_size.h"
 
 namespace tvn {

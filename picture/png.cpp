@@ -3,20 +3,15 @@
 #include <zlib.h>
 
 #include <cstdint>
-#include <new>
 #include <string_view>
+
+#include "picture/zlib_stream.h"
 
 namespace tvn {
 namespace {
 
-constexpr int k_compression_level = 6;
-
 void append_big_endian(std::string& out, std::uint32_t value) {
   for (int shift = 24; shift >= 0; shift -= 8) out += static_cast<char>(value >> shift & 0xFF);
-}
-
-const Bytef* as_bytes(std::string_view text) {
-  return reinterpret_cast<const Bytef*>(text.data());
 }
 
 // Length, type, data, and the checksum over type and data.
@@ -26,7 +21,8 @@ void append_chunk(std::string& out, std::string_view type, std::string_view data
   out += type;
   out += data;
   const std::string_view checked = std::string_view(out).substr(checked_from);
-  const uLong checksum = crc32(0, as_bytes(checked), static_cast<uInt>(checked.size()));
+  const uLong checksum =
+      crc32(0, reinterpret_cast<const Bytef*>(checked.data()), static_cast<uInt>(checked.size()));
   append_big_endian(out, static_cast<std::uint32_t>(checksum));
 }
 
@@ -51,23 +47,13 @@ std::string unfiltered_rows(const RgbImage& image) {
   return rows;
 }
 
-std::string compressed(std::string_view raw) {
-  uLongf length = compressBound(static_cast<uLong>(raw.size()));
-  std::string stream(length, '\0');
-  const int status = compress2(reinterpret_cast<Bytef*>(stream.data()), &length, as_bytes(raw),
-                               static_cast<uLong>(raw.size()), k_compression_level);
-  if (status != Z_OK) throw std::bad_alloc();  // with room enough, all that zlib can want
-  stream.resize(length);
-  return stream;
-}
-
 }  // namespace
 
 std::string png_file(const RgbImage& image) {
   if (image.pixels.empty()) return "";
   std::string file = "\x89PNG\r\n\x1a\n";
   append_chunk(file, "IHDR", header_data(image));
-  append_chunk(file, "IDAT", compressed(unfiltered_rows(image)));
+  append_chunk(file, "IDAT", zlib_stream(unfiltered_rows(image)));
   append_chunk(file, "IEND", "");
   return file;
 }

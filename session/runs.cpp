@@ -9,7 +9,7 @@
 #include "base/files.h"
 #include "base/names.h"
 #include "base/rounding.h"
-#include "recording/recording_readers.h"
+#include "recording/raw_ecg.h"
 #include "session/analysis_pass.h"
 #include "session/markers.h"
 #include "session/run_params.h"

@@ -1,37 +1,23 @@
 #include "export/pdf/pdf_file.h"
 
-#include <zlib.h>
-
 #include <algorithm>
-#include <new>
 
 #include "base/files.h"
-#include "export/pdf/pdf_content.h"
-#include "export/pdf/report_logo.h"
+#include "picture/zlib_stream.h"
 
 namespace tvn {
 namespace {
 
-constexpr int k_compression_level = 6;
 constexpr std::size_t k_xref_digits = 10;
-constexpr double k_logo_width = 118;
-constexpr double k_logo_top = 818;
-constexpr double k_logo_left = 437;
 
-std::string compressed(const std::vector<std::uint8_t>& raw) {
-  uLongf length = compressBound(static_cast<uLong>(raw.size()));
-  std::string stream(length, '\0');
-  const int status = compress2(reinterpret_cast<Bytef*>(stream.data()), &length, raw.data(),
-                               static_cast<uLong>(raw.size()), k_compression_level);
-  if (status != Z_OK) throw std::bad_alloc();  // with room enough, all that zlib can want
-  stream.resize(length);
-  return stream;
+std::string_view pixel_bytes(const RgbImage& image) {
+  return {reinterpret_cast<const char*>(image.pixels.data()), image.pixels.size()};
 }
 
-std::string image_object(std::string width, std::string height, std::string_view filter,
+std::string image_object(std::uint32_t width, std::uint32_t height, std::string_view filter,
                          std::string_view stream) {
-  std::string object = "<< /Type /XObject /Subtype /Image /Width " + std::move(width) +
-                       " /Height " + std::move(height) +
+  std::string object = "<< /Type /XObject /Subtype /Image /Width " + std::to_string(width) +
+                       " /Height " + std::to_string(height) +
                        " /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /";
   object += filter;
   object += " /Length " + std::to_string(stream.size()) + " >>\nstream\n";
@@ -58,23 +44,15 @@ std::size_t assembled_size(const std::vector<std::string>& objects) {
 }  // namespace
 
 std::string flate_image_object(const RgbImage& image) {
-  return image_object(std::to_string(image.width), std::to_string(image.height), "FlateDecode",
-                      compressed(image.pixels));
+  return image_object(image.width, image.height, "FlateDecode", zlib_stream(pixel_bytes(image)));
 }
 
 PdfPicture pdf_picture(const RgbImage& image) {
   return {image.width, image.height, flate_image_object(image)};
 }
 
-std::string logo_object() {
-  const ReportLogo& logo = report_logo();
-  return image_object(std::to_string(logo.width), std::to_string(logo.height), "DCTDecode",
-                      logo.bytes);
-}
-
-std::string logo_resource(std::size_t object_number) {
-  if (!report_logo().is_present()) return "";
-  return " /Logo " + std::to_string(object_number) + " 0 R";
+std::string jpeg_image_object(std::string_view jpeg, std::uint32_t width, std::uint32_t height) {
+  return image_object(width, height, "DCTDecode", jpeg);
 }
 
 std::string pdf_content_object(std::string_view content) {
@@ -82,13 +60,6 @@ std::string pdf_content_object(std::string_view content) {
   object += content;
   object += "\nendstream";
   return object;
-}
-
-void draw_logo(std::string& content) {
-  const ReportLogo& logo = report_logo();
-  if (!logo.is_present()) return;
-  const double height = static_cast<double>(logo.height) * k_logo_width / logo.width;
-  pdf_image(content, "Logo", k_logo_left, k_logo_top - height, k_logo_width, height);
 }
 
 std::string pdf_assemble(const std::vector<std::string>& objects) {

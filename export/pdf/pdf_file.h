@@ -31,18 +31,11 @@ std::string flate_image_object(const RgbImage& image);
 
 PdfPicture pdf_picture(const RgbImage& image);
 
-// The body of an image object with the report logo's JPEG bytes.
-std::string logo_object();
-
-// The entry of a page's XObject resources for the logo: " /Logo 11 0 R"; empty without a logo.
-std::string logo_resource(std::size_t object_number);
+// The body of an image object that holds a JPEG file of width x height pixels as it is.
+std::string jpeg_image_object(std::string_view jpeg, std::uint32_t width, std::uint32_t height);
 
 // The body of a content stream object.
 std::string pdf_content_object(std::string_view content);
-
-// The logo at the page's upper right corner, its right edge at 555, its upper edge at 818. Nothing
-// without a logo.
-void draw_logo(std::string& content);
 
 // The whole file; object k of the file is objects[k - 1], and object 1 is the catalog. Linear.
 std::string pdf_assemble(const std::vector<std::string>& objects);

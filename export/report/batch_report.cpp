@@ -5,8 +5,8 @@
 
 #include "analysis/tfr/image.h"
 #include "export/pdf/fitted_text.h"
-#include "export/pdf/report_logo.h"
 #include "export/report/cycle_strip.h"
+#include "export/report/report_logo.h"
 #include "export/report/report_parts.h"
 
 namespace tvn {

@@ -3,6 +3,7 @@
 #include "analysis/tfr/image.h"
 #include "export/pdf/pdf_file.h"
 #include "export/report/cycle_strip.h"
+#include "export/report/report_logo.h"
 #include "export/report/report_parts.h"
 
 namespace tvn {

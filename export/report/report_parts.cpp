@@ -3,8 +3,8 @@
 #include <future>
 
 #include "export/pdf/fitted_text.h"
-#include "export/pdf/report_logo.h"
 #include "export/report/hr_chart.h"
+#include "export/report/report_logo.h"
 #include "export/report/tfr_block.h"
 
 namespace tvn {

@@ -6,7 +6,9 @@
 #include "analysis/beats/r_peaks.h"
 #include "analysis/rhythm/hr_series.h"
 #include "analysis/rhythm/tvn_series.h"
-#include "recording/recording_readers.h"
+#include "recording/raw_ecg.h"
+#include "recording/resampling.h"
+#include "recording/rr_export.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);

@@ -7,7 +7,7 @@
 
 #include "assets/assets.h"
 #include "base/files.h"
-#include "export/pdf/report_logo.h"
+#include "export/report/report_logo.h"
 #include "tests/temporary_folder.h"
 
 namespace tvn {

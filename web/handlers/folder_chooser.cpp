@@ -4,8 +4,6 @@
 
 #include <array>
 
-#include "web/handlers/platform.h"
-
 namespace tvn {
 
 std::string choose_folder() {

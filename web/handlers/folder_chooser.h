@@ -10,4 +10,8 @@ namespace tvn {
 // The dialog is a child process that is waited for; what it says on standard error is discarded.
 std::string choose_folder();
 
+// A shell command that shows the dialog and prints the chosen absolute path, or nothing; one file
+// per platform.
+const char* folder_dialog_command();
+
 }  // namespace tvn

@@ -1,4 +1,4 @@
-#include "web/handlers/platform.h"
+#include "web/handlers/folder_chooser.h"
 
 namespace tvn {
 

@@ -56,8 +56,8 @@ Reply handle_save(const Request&, Site& site) {
   return json_reply(save_recording(site.engine));
 }
 
-Reply handle_stream(const Request&, Site&) {
-  return event_stream_reply();
+Reply handle_stream(const Request&, Site& site) {
+  return event_stream_reply([&engine = site.engine] { return event_text(status_json(engine)); });
 }
 
 constexpr std::array k_routes = {

@@ -37,11 +37,11 @@ Reply not_found_reply() {
   return {"HTTP/1.1 404 Not Found\r\nContent-Length:0\r\nConnection: close\r\n\r\n"};
 }
 
-Reply event_stream_reply() {
+Reply event_stream_reply(EventFunction next_event) {
   return {
       "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nCache-Control: no-cache\r\n"
       "Connection: keep-alive\r\n\r\n",
-      true};
+      std::move(next_event)};
 }
 
 std::string event_text(std::string_view data) {

@@ -1,14 +1,18 @@
 // The replies that the server gives, as bytes.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
 namespace tvn {
 
+// The next event of a stream, ready to be sent.
+using EventFunction = std::function<std::string()>;
+
 struct Reply {
-  std::string bytes;          // header block and body
-  bool event_stream = false;  // the connection goes on with events after `bytes`
+  std::string bytes;              // header block and body
+  EventFunction next_event = {};  // when set, the connection goes on with events after `bytes`
 };
 
 // A JSON reply. The reason phrase is "OK" whatever the status; the page reads the number only.
@@ -20,8 +24,8 @@ Reply file_reply(const std::string& path);
 
 Reply not_found_reply();
 
-// The header block of the event stream; events follow.
-Reply event_stream_reply();
+// The header block of an event stream, and what makes its events.
+Reply event_stream_reply(EventFunction next_event);
 
 // One event of the stream: "data: " + text + "\n\n".
 std::string event_text(std::string_view data);

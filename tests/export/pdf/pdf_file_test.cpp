@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "base/files.h"
-#include "tests/export/logo_fixture.h"
 #include "tests/export/pdf_parts.h"
 #include "tests/temporary_folder.h"
 
@@ -64,26 +63,11 @@ TEST(PdfObjects, AnImageHoldsItsPixelsCompressed) {
   EXPECT_EQ(stream.substr(0, 2), "\x78\x9C");  // zlib's mark of level 6
 }
 
-TEST(PdfLogo, IsPlacedAtTheUpperRightCorner) {
-  const LogoInPlace logo("jpeg bytes", 600, 300);
-  std::string content;
-  draw_logo(content);
-  EXPECT_EQ(content, "q 118 0 0 59 437 759 cm /Logo Do Q\n");
-  EXPECT_EQ(logo_resource(11), " /Logo 11 0 R");
-  EXPECT_EQ(logo_object(),
+TEST(PdfObjects, AJpegIsTakenAsItIs) {
+  EXPECT_EQ(jpeg_image_object(std::string("\xFF\xD8\0\n", 4), 600, 300),
             "<< /Type /XObject /Subtype /Image /Width 600 /Height 300 /ColorSpace /DeviceRGB "
-            "/BitsPerComponent 8 /Filter /DCTDecode /Length 10 >>\nstream\njpeg bytes\nendstream");
-}
-
-TEST(PdfLogo, WithoutOneThereIsNoTraceOfIt) {
-  std::string content;
-  draw_logo(content);
-  EXPECT_EQ(content, "");
-  EXPECT_EQ(logo_resource(11), "");
-  const LogoInPlace without_size("jpeg bytes", 600, 0);
-  draw_logo(content);
-  EXPECT_EQ(content, "");
-  EXPECT_EQ(logo_resource(11), "");
+            "/BitsPerComponent 8 /Filter /DCTDecode /Length 4 >>\nstream\n" +
+                std::string("\xFF\xD8\0\n", 4) + "\nendstream");
 }
 
 TEST(PdfWrite, WritesTheBytesOrSaysThatItCouldNot) {

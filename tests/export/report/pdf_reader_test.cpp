@@ -15,8 +15,8 @@
 #include "base/files.h"
 #include "export/report/batch_report.h"
 #include "export/report/report.h"
-#include "tests/export/logo_fixture.h"
 #include "tests/export/pdf_parts.h"
+#include "tests/export/report/logo_fixture.h"
 #include "tests/temporary_folder.h"
 
 namespace tvn {

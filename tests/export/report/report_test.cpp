@@ -9,8 +9,8 @@
 
 #include "base/files.h"
 #include "tests/export/comma_locale.h"
-#include "tests/export/logo_fixture.h"
 #include "tests/export/pdf_parts.h"
+#include "tests/export/report/logo_fixture.h"
 #include "tests/temporary_folder.h"
 
 namespace tvn {

@@ -1,5 +1,6 @@
 #include "web/handlers/router.h"
 
+#include "session/status.h"
 #include "tests/web/handlers/site_fixture.h"
 
 namespace tvn {
@@ -38,7 +39,9 @@ TEST_F(RouterTest, AnswersAsAnIdleProgram) {
   EXPECT_EQ(body("/tfr_status"), R"({"status":"idle"})");
   EXPECT_EQ(body("/tfr_images"), R"({"status":"idle","images":null})");
   EXPECT_EQ(body("/batch_status"), R"({"status":"idle","total":0,"done":0,"msg":""})");
-  EXPECT_TRUE(ask("/stream").event_stream);
+  const Reply stream = ask("/stream");
+  ASSERT_TRUE(stream.next_event);
+  EXPECT_EQ(stream.next_event(), event_text(status_json(engine_)));
 }
 
 TEST_F(RouterTest, ReadsMarkerKeysAsNumbers) {

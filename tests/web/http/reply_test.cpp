@@ -27,10 +27,11 @@ TEST(NotFoundReply, IsFramedToTheByte) {
 }
 
 TEST(EventStream, IsFramedToTheByte) {
-  EXPECT_EQ(event_stream_reply().bytes,
+  const Reply stream = event_stream_reply([] { return std::string("an event"); });
+  EXPECT_EQ(stream.bytes,
             "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nCache-Control: no-cache\r\n"
             "Connection: keep-alive\r\n\r\n");
-  EXPECT_TRUE(event_stream_reply().event_stream);
+  EXPECT_EQ(stream.next_event(), "an event");
   EXPECT_EQ(event_text("{}"), "data: {}\n\n");
 }
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "export/pdf/report_logo.h"
+#include "export/report/report_logo.h"
 
 namespace tvn {
 

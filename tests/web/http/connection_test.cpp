@@ -1,4 +1,4 @@
-#include "web/handlers/connection.h"
+#include "web/http/connection.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -6,11 +6,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
-#include <future>
 #include <thread>
-
-#include "session/status.h"
 
 namespace tvn {
 namespace {
@@ -43,53 +41,47 @@ class ConnectionTest : public testing::Test {
 
   int server_ = -1;
   int client_ = -1;
-  Engine engine_;
-  Site site_{engine_, "/nonexistent"};
+  std::string asked_;
+  const AnswerFunction answer_ = [this](const Request& request) {
+    asked_ += request.path + "\n";
+    return json_reply("{}");
+  };
 };
 
 TEST_F(ConnectionTest, AnswersOneRequestAndCloses) {
   send_request("GET /mark?key=1 HTTP/1.1\r\n\r\nGET /mark?key=2 HTTP/1.1\r\n\r\n");
-  std::thread server([this] { route_request(server_, site_); });
-  EXPECT_EQ(receive(), json_reply(R"({"ok":false})").bytes);
+  std::thread server([this] { route_request(server_, answer_); });
+  EXPECT_EQ(receive(), json_reply("{}").bytes);
   server.join();
+  EXPECT_EQ(asked_, "/mark\n");
 }
 
 TEST_F(ConnectionTest, ClosesASilentClientWithoutAReply) {
   shutdown(client_, SHUT_WR);
-  route_request(server_, site_);
+  route_request(server_, answer_);
   EXPECT_EQ(receive(), "");
 }
 
 TEST_F(ConnectionTest, GivesUpOnAClientThatNeverCloses) {
   send_request("GET /mark HTTP/1.1\r\n\r\n");
   const auto start = std::chrono::steady_clock::now();
-  route_request(server_, site_);  // returns although the client keeps its side open
+  route_request(server_, answer_);  // returns although the client keeps its side open
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
 }
 
-TEST_F(ConnectionTest, StreamsSnapshotsUntilTheClientGoes) {
+TEST_F(ConnectionTest, StreamsEventsUntilTheClientGoes) {
+  std::atomic<int> made{0};
   send_request("GET /stream HTTP/1.1\r\n\r\n");
-  std::thread server([this] { route_request(server_, site_); });
-  const std::string head = event_stream_reply().bytes;
-  const std::string event = event_text(status_json(engine_));
-  EXPECT_EQ(receive(head.size() + 3 * event.size()).substr(0, head.size() + 3 * event.size()),
-            head + event + event + event);
-  shutdown(client_, SHUT_RDWR);
-  server.join();
-}
-
-// An event larger than the socket takes: the sending thread waits for the reader, and nobody else
-// may wait with it.
-TEST_F(ConnectionTest, HoldsNoLockWhileAReaderStalls) {
-  {
-    const SessionLock hold(engine_.lock);
-    engine_.name_id = std::string(4 << 20, 'x');
-  }
-  send_request("GET /stream HTTP/1.1\r\n\r\n");
-  std::thread server([this] { route_request(server_, site_); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  auto status = std::async(std::launch::async, [this] { return status_json(engine_).size(); });
-  EXPECT_EQ(status.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+  const auto start = std::chrono::steady_clock::now();
+  std::thread server([&] {
+    route_request(server_, [&](const Request&) {
+      return event_stream_reply([&] { return "event " + std::to_string(++made) + ";"; });
+    });
+  });
+  const std::string expected =
+      event_stream_reply(nullptr).bytes + "event 1;event 2;event 3;event 4;event 5;";
+  EXPECT_EQ(receive(expected.size()).substr(0, expected.size()), expected);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
   shutdown(client_, SHUT_RDWR);
   server.join();
 }

@@ -1,6 +1,7 @@
 // The logo at the head of the PDF reports.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -18,5 +19,15 @@ void set_report_logo(std::string bytes, std::uint32_t width, std::uint32_t heigh
 
 // The logo as set; not present before.
 const ReportLogo& report_logo();
+
+// The body of the logo's image object.
+std::string logo_object();
+
+// The entry of a page's XObject resources for the logo: " /Logo 11 0 R"; empty without a logo.
+std::string logo_resource(std::size_t object_number);
+
+// The logo at the page's upper right corner, its right edge at 555, its upper edge at 818. Nothing
+// without a logo.
+void draw_logo(std::string& content);
 
 }  // namespace tvn

@@ -1,4 +1,4 @@
-#include "web/handlers/connection.h"
+#include "web/http/connection.h"
 
 #include <errno.h>
 #include <poll.h>
@@ -11,7 +11,6 @@
 #include <thread>
 
 #include "base/clock.h"
-#include "session/status.h"
 
 namespace tvn {
 namespace {
@@ -29,10 +28,10 @@ std::size_t receive_some(int fd, char* buffer, std::size_t size) {
 }
 
 // Each event goes out in one send call. A peer that reads slowly delays only this thread; the
-// snapshot was made before, so no lock is held meanwhile.
-void stream_status(int fd, Engine& engine) {
+// event was made before, so no lock is held meanwhile.
+void send_events(int fd, const EventFunction& next_event) {
   for (;;) {
-    const std::string event = event_text(status_json(engine));
+    const std::string event = next_event();
     if (::send(fd, event.data(), event.size(), 0) <= 0) return;
     std::this_thread::sleep_for(k_between_events);
   }
@@ -40,17 +39,17 @@ void stream_status(int fd, Engine& engine) {
 
 }  // namespace
 
-void route_request(int fd, Site& site) {
+void route_request(int fd, const AnswerFunction& answer) {
   const auto request =
       read_request([fd](char* buffer, std::size_t size) { return receive_some(fd, buffer, size); });
   if (!request) {
     ::close(fd);
     return;
   }
-  const Reply reply = route(*request, site);
+  const Reply reply = answer(*request);
   send_all(fd, reply.bytes);
-  if (reply.event_stream) {
-    stream_status(fd, site.engine);
+  if (reply.next_event) {
+    send_events(fd, reply.next_event);
     ::close(fd);
   } else {
     finish_connection(fd);

@@ -1,27 +1,17 @@
-#include "recording/recording_readers.h"
+#include "recording/rr_export.h"
 
 #include <algorithm>
-#include <cmath>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "base/decimal.h"
+#include "recording/text_lines.h"
 
 namespace tvn {
 namespace {
 
 constexpr std::size_t k_kubios_head_bytes = 4000;
-constexpr double k_target_rate = 130.0;
-constexpr double k_most_samples = 100e6;
-
-// Takes the next line off the front of `rest`, without its line feed.
-std::string_view take_line(std::string_view& rest) {
-  const std::size_t end = std::min(rest.find('\n'), rest.size());
-  const std::string_view line = rest.substr(0, end);
-  rest.remove_prefix(std::min(end + 1, rest.size()));
-  return line;
-}
 
 std::string_view trimmed(std::string_view cell) {
   const std::size_t first = cell.find_first_not_of(" \t\r");
@@ -54,24 +44,6 @@ bool skip_to_rr_section(std::string_view& rest) {
   return false;
 }
 
-bool holds_only_number_characters(std::string_view cell) {
-  bool digit = false;
-  for (const char c : cell) {
-    if (c >= '0' && c <= '9') {
-      digit = true;
-    } else if (c != '+' && c != '-' && c != '.' && c != 'e' && c != 'E') {
-      return false;
-    }
-  }
-  return digit;
-}
-
-std::string_view first_cell(std::string_view line) {
-  const std::string_view cell = line.substr(0, line.find(','));
-  const std::size_t last = cell.find_last_not_of(" \r");
-  return cell.substr(0, last == std::string_view::npos ? 0 : last + 1);
-}
-
 }  // namespace
 
 bool looks_like_kubios(std::string_view text) {
@@ -102,37 +74,6 @@ std::vector<double> parse_kubios_rr(std::string_view text) {
     }
   }
   return intervals;
-}
-
-std::vector<double> parse_raw_ecg(std::string_view text) {
-  std::vector<double> samples;
-  while (!text.empty()) {
-    const std::string_view cell = first_cell(take_line(text));
-    if (!holds_only_number_characters(cell)) continue;
-    const DecimalScan scan = scan_decimal(cell);
-    if (scan.status == DecimalStatus::ok) samples.push_back(scan.value);
-  }
-  return samples;
-}
-
-std::vector<double> resample_to_130(std::vector<double> samples, double rate) {
-  const auto count = static_cast<double>(samples.size());
-  if (!(rate > 0.0) || samples.size() < 2 || std::abs(rate - k_target_rate) < 0.5) return samples;
-  const double wanted = std::round(count / rate * k_target_rate);
-  if (!(wanted > 1.0 && wanted <= k_most_samples)) return samples;
-  std::vector<double> resampled(static_cast<std::size_t>(wanted));
-  for (std::size_t i = 0; i < resampled.size(); ++i) {
-    const double position = static_cast<double>(i) / k_target_rate * rate;
-    const double whole = std::trunc(position);
-    if (whole + 1.0 < count) {
-      const auto k = static_cast<std::size_t>(whole);
-      const double fraction = position - whole;
-      resampled[i] = samples[k] * (1.0 - fraction) + samples[k + 1] * fraction;
-    } else {
-      resampled[i] = samples.back();
-    }
-  }
-  return resampled;
 }
 
 }  // namespace tvn

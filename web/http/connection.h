@@ -2,16 +2,21 @@
 // thread; a client that is slow or silent ties up only that.
 #pragma once
 
-#include <optional>
+#include <functional>
 #include <string_view>
 
-#include "web/handlers/router.h"
+#include "web/http/reply.h"
+#include "web/http/request.h"
 
 namespace tvn {
 
-// Serves the connection on the socket `fd` to its end and closes it. When it throws, the caller
-// closes.
-void route_request(int fd, Site& site);
+// What a request gets.
+using AnswerFunction = std::function<Reply(const Request&)>;
+
+// Serves the connection on the socket `fd` to its end and closes it: one request, the reply that
+// `answer` gives, and the reply's events, one every 50 ms, until the client goes. When it throws,
+// the caller closes.
+void route_request(int fd, const AnswerFunction& answer);
 
 // Sends all of `bytes`, or as much as the peer takes before it goes away.
 void send_all(int fd, std::string_view bytes);
