@@ -1,6 +1,7 @@
-#pragma once
 // Statistics that several steps of the signal analysis share. Sums run from the first value to the
 // last, so that the result is the same from every compiler.
+#pragma once
+
 #include <span>
 #include <vector>
 

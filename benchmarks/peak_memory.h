@@ -1,5 +1,6 @@
-#pragma once
 // What a piece of work adds to the process's memory at its peak.
+#pragma once
+
 #include <functional>
 
 namespace tvn::bench {

@@ -1,5 +1,5 @@
-#pragma once
 // SHA-256, for the hashes by which the page's content security policy knows its own parts.
+#pragma once
 
 #include <string>
 #include <string_view>

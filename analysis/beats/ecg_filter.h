@@ -1,6 +1,7 @@
-#pragma once
 // The band-pass that precedes R-peak detection. 5 Hz removes baseline wander and most of P and T,
 // 49 Hz mains hum and muscle noise, and the QRS complex lies between.
+#pragma once
+
 #include <array>
 #include <cstddef>
 #include <span>

@@ -1,6 +1,7 @@
-#pragma once
 // The band-pass cascade over a long signal: the same samples, bit for bit, as one serial pass,
 // computed on several stretches of the signal at once.
+#pragma once
+
 #include <cstddef>
 
 #include "analysis/beats/ecg_filter.h"

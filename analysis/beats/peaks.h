@@ -1,6 +1,7 @@
-#pragma once
 // Building blocks of peak detection: local maxima and their prominences. The definitions are those
 // of SciPy's signal.find_peaks and peak_prominences.
+#pragma once
+
 #include <cstdint>
 #include <span>
 #include <vector>

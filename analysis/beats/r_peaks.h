@@ -1,5 +1,6 @@
-#pragma once
 // From the raw ECG to the beat-to-beat (RR) intervals.
+#pragma once
+
 #include <cstdint>
 #include <span>
 #include <vector>

@@ -1,5 +1,6 @@
-#pragma once
 // Sine and cosine of the paced breathing at every grid time.
+#pragma once
+
 #include <cstddef>
 #include <span>
 #include <vector>

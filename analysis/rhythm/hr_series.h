@@ -1,6 +1,7 @@
-#pragma once
 // The heart-rate curve: beats per minute every 0.1 s from the first ECG sample on, smoothed, with
 // artefact bumps bridged.
+#pragma once
+
 #include <array>
 #include <cstddef>
 #include <span>

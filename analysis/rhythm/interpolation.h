@@ -1,5 +1,6 @@
-#pragma once
 // Linear interpolation of a beat-by-beat quantity at many ascending times.
+#pragma once
+
 #include <cstddef>
 #include <span>
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 
 #include "analysis/beats/peaks.h"
-#include "analysis/rhythm/nan_gaps.h"
 #include "analysis/statistics.h"
 
 namespace tvn {
@@ -38,6 +38,28 @@ void bridge_bumps(std::vector<double>& rates, double window_points, double large
     }
   }
   fill_nan_gaps(rates);
+}
+
+void fill_nan_gaps(std::span<double> values) {
+  const auto missing = [](double value) { return std::isnan(value); };
+  auto valid = std::find_if_not(values.begin(), values.end(), missing);
+  if (valid == values.end()) return;
+  std::fill(values.begin(), valid, *valid);
+  while (true) {
+    const auto gap = std::find_if(valid, values.end(), missing);
+    if (gap == values.end()) return;
+    const double left = *(gap - 1);
+    valid = std::find_if_not(gap, values.end(), missing);
+    if (valid == values.end()) {
+      std::fill(gap, valid, left);
+      return;
+    }
+    const double difference = *valid - left;
+    const auto parts = static_cast<double>(valid - gap + 1);
+    for (auto it = gap; it != valid; ++it) {
+      *it = left + difference * static_cast<double>(it - gap + 1) / parts;
+    }
+  }
 }
 
 }  // namespace tvn

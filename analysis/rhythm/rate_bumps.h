@@ -1,5 +1,7 @@
+// Artefact bumps in a heart-rate curve, and the gaps that their removal leaves.
 #pragma once
-// Artefact bumps in a heart-rate curve.
+
+#include <span>
 #include <vector>
 
 namespace tvn {
@@ -10,5 +12,10 @@ namespace tvn {
 // first value. rates: evenly spaced, in place. Curves whose population standard deviation is 0, not
 // a number or above `largest_sd` stay as they are, and so do empty ones. Linear.
 void bridge_bumps(std::vector<double>& rates, double window_points, double largest_sd);
+
+// Fills runs of NaN in place: leading ones take the first valid value, trailing ones the last, and
+// a run of c values between the valid values L and R becomes L + (R - L) * k / (c + 1), k = 1..c.
+// A sequence without any valid value stays as it is. Linear.
+void fill_nan_gaps(std::span<double> values);
 
 }  // namespace tvn

@@ -1,6 +1,7 @@
-#pragma once
 // The time grid that the heart-rate and the TVN series share: 0.0, 0.1, 0.2, ... s below the
 // recording's duration, so that equal indices mean equal times.
+#pragma once
+
 #include <cstddef>
 #include <vector>
 

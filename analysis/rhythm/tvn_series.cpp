@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "analysis/rhythm/breathing_reference.h"
@@ -154,27 +155,13 @@ class Windows {
 
   // The definition, point by point.
   double direct_value(std::size_t from, std::size_t to) {
-    const std::span<const double> window(curve_.data() + from, to - from);
-    double sum_r = 0, present = 0, mean_s = 0, mean_c = 0, lowest = k_nan, highest = k_nan;
-    for (std::size_t i = from; i < to; ++i) {
-      const auto [s, c] = reference_.exact(i);
-      mean_s += s;
-      mean_c += c;
-      if (std::isnan(curve_[i])) continue;
-      sum_r += curve_[i];
-      present += 1;
-      lowest = std::fmin(lowest, curve_[i]);
-      highest = std::fmax(highest, curve_[i]);
-    }
-    if (present == 0 || lowest == highest) return k_nan;
-    mean_s /= static_cast<double>(to - from);
-    mean_c /= static_cast<double>(to - from);
-    const double mean_r = sum_r / present;
+    const std::optional<WindowMeans> means = means_of(from, to);
+    if (!means) return k_nan;
     double rr = 0, rs = 0, rc = 0, ss = 0, cc = 0;
     for (std::size_t i = from; i < to; ++i) {
       const auto [sine, cosine] = reference_.exact(i);
-      const double r = std::isnan(curve_[i]) ? 0 : curve_[i] - mean_r;
-      const double s = sine - mean_s, c = cosine - mean_c;
+      const double r = std::isnan(curve_[i]) ? 0 : curve_[i] - means->interval;
+      const double s = sine - means->sine, c = cosine - means->cosine;
       rr += r * r;
       rs += r * s;
       rc += r * c;
@@ -183,6 +170,29 @@ class Windows {
     }
     const double r_s = rs / std::sqrt(rr * ss), r_c = rc / std::sqrt(rr * cc);
     return tvn_value(std::sqrt(r_s * r_s + r_c * r_c));
+  }
+
+  struct WindowMeans {
+    double interval, sine, cosine;
+  };
+
+  // The means over a window, that of the intervals without the missing ones; none where the
+  // intervals do not vary.
+  std::optional<WindowMeans> means_of(std::size_t from, std::size_t to) {
+    double sum_r = 0, present = 0, sum_s = 0, sum_c = 0, lowest = k_nan, highest = k_nan;
+    for (std::size_t i = from; i < to; ++i) {
+      const auto [sine, cosine] = reference_.exact(i);
+      sum_s += sine;
+      sum_c += cosine;
+      if (std::isnan(curve_[i])) continue;
+      sum_r += curve_[i];
+      present += 1;
+      lowest = std::fmin(lowest, curve_[i]);
+      highest = std::fmax(highest, curve_[i]);
+    }
+    if (present == 0 || lowest == highest) return std::nullopt;
+    const auto n = static_cast<double>(to - from);
+    return WindowMeans{sum_r / present, sum_s / n, sum_c / n};
   }
 
   const std::vector<double> curve_;

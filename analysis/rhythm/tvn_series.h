@@ -1,5 +1,6 @@
-#pragma once
 // The TVN value: how closely the beat-to-beat intervals follow the paced breathing, from -1 to 1.
+#pragma once
+
 #include <cstdint>
 #include <span>
 #include <vector>

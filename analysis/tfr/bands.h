@@ -1,6 +1,7 @@
-#pragma once
 // The signal's side of the fast TFR (analysis/tfr/fast.h): the heart rate on a coarse grid, and the
 // spectra of its pieces.
+#pragma once
+
 #include <cstddef>
 #include <span>
 #include <vector>

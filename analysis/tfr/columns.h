@@ -1,6 +1,7 @@
-#pragma once
 // The picture's side of the fast TFR (analysis/tfr/fast.h): the power at chosen columns from a
 // wavelet's response on a coarse time grid.
+#pragma once
+
 #include <cstddef>
 #include <cstdint>
 #include <span>

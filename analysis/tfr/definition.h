@@ -1,4 +1,3 @@
-#pragma once
 // The time-frequency representation (TFR) of the heart rate over the breathing band: the power of
 // its convolution with complex Morlet wavelets, one row per frequency, one column per ECG sample,
 // once with wavelets of 3 cycles (high time resolution) and once with 10 (high frequency
@@ -8,6 +7,8 @@
 //
 // This is the definition written down step by step, which tests and benchmarks hold the fast path
 // (analysis/tfr/fast.h) against. It takes half a minute for a recording of a few minutes.
+#pragma once
+
 #include <complex>
 #include <cstddef>
 #include <cstdint>

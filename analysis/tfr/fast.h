@@ -1,4 +1,3 @@
-#pragma once
 // The time-frequency representation of analysis/tfr/definition.h, limited to what is looked at: the
 // columns that a picture shows, and the row of the breathing frequency in full. The same numbers,
 // some two thousand times faster: for the heart rates of people, at sampling rates of 64 Hz and
@@ -23,6 +22,8 @@
 //    wavelet's end passes it; that part is computed exactly (analysis/tfr/jump.h).
 // A mean heart rate of 70 bpm leaks through the cut-off wavelets, where it would drown the ends of
 // the pieces: it is taken off before step 1 and comes back in step 2 as a spectral line, exactly.
+#pragma once
+
 #include <cstddef>
 #include <cstdint>
 #include <span>

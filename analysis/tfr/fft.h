@@ -1,5 +1,6 @@
-#pragma once
 // A fast Fourier transform for many transforms of one length.
+#pragma once
+
 #include <array>
 #include <cstddef>
 #include <span>

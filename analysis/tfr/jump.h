@@ -1,4 +1,3 @@
-#pragma once
 // What a jump of the signal makes of the wavelet's cut end, exactly.
 //
 // The prolonged heart rate jumps where the recording begins (analysis/tfr/signal.h), and a wavelet
@@ -10,6 +9,8 @@
 // t of w'[m] for t > M and else nothing, has the bend. It is left out of the spectrum
 // (PieceSpectrum::step_bins times the spectrum behind the wavelet, added again) and taken away
 // here.
+#pragma once
+
 #include <cstddef>
 #include <cstdint>
 #include <span>

@@ -1,9 +1,10 @@
-#pragma once
 // The interpolation kernel of the fast TFR: from a coarse grid to any point between its points, and
 // the other way round. A Kaiser-Bessel kernel is near zero outside its width in time and nearly so
 // outside the band in frequency, and its Fourier transform, by which the coarse values are divided
 // beforehand, is known (Jackson et al., "Selection of a convolution function for Fourier inversion
 // using gridding", IEEE Trans. Med. Imaging 10, 1991).
+#pragma once
+
 #include <cstddef>
 #include <vector>
 

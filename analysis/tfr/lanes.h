@@ -1,6 +1,7 @@
-#pragma once
 // Two doubles that are worked on at once: the vector extension of GCC and clang, which becomes one
 // instruction on every 64-bit processor (SSE2, NEON) and needs no further compiler flags.
+#pragma once
+
 #include <cstring>
 
 namespace tvn {

@@ -1,4 +1,3 @@
-#pragma once
 // Sums over the end of a Gaussian wave, two at a time.
 //
 // The sum over m > M of exp(-(m h)^2 / 2 + i v m h) begins half a step behind M, at T = (M + 1/2)
@@ -9,6 +8,8 @@
 // twelve levels leave 3e-11, and from |v| >= 30 on two, z / (z^2 + 1), are exact to 3e-6, when the
 // sum itself is below 1e-7 of the whole. That the sum is no integral is made good by the factor 1 -
 // (z h)^2 / 24 of the midpoint rule.
+#pragma once
+
 #include <array>
 #include <cstddef>
 

@@ -1,4 +1,3 @@
-#pragma once
 // The spectrum of a Morlet wavelet by formula.
 //
 // A wavelet centred on its middle point, w[m] = c g(m / fs) (exp(i w0 m / fs) - C), m = -M .. M, is
@@ -10,6 +9,8 @@
 // h), see analysis/tfr/mills.h.
 // The taken away part is a millionth of the whole, but it does not fade with the distance from w0
 // as the Gaussian does: it lets the mean heart rate and strong oscillations elsewhere through.
+#pragma once
+
 #include <cstddef>
 #include <span>
 

@@ -1,6 +1,7 @@
-#pragma once
 // What a time-frequency representation (analysis/tfr/definition.h) consists of: its wavelets, the
 // frequencies of its rows, and the recordings that have one.
+#pragma once
+
 #include <cstddef>
 #include <cstdint>
 #include <span>

@@ -1,6 +1,7 @@
-#pragma once
 // What is read from the row of the breathing frequency (analysis/tfr/definition.h) beside the
 // picture.
+#pragma once
+
 #include <cstddef>
 #include <span>
 #include <vector>

@@ -1,7 +1,8 @@
-#pragma once
 // The signal that a time-frequency representation (analysis/tfr/definition.h) is computed from: the
 // heart rate at the sampling rate of the ECG, and the whole breathing cycles that it is prolonged
 // by.
+#pragma once
+
 #include <cstddef>
 #include <span>
 #include <vector>

@@ -1,7 +1,8 @@
-#pragma once
 // Oracles: each function of the signal analysis written down as its definition reads, one point
 // after another, without any regard for speed. The fast functions of analysis/ are compared with
 // these, and so are the benchmarks. Nothing here calls into analysis/ except for constants.
+#pragma once
+
 #include <cstddef>
 #include <cstdint>
 #include <span>

@@ -1,5 +1,6 @@
-#pragma once
 // Reads tests/analysis/reference/*.txt, which tools/make_signal_reference.py writes with SciPy.
+#pragma once
+
 #include <gtest/gtest.h>
 
 #include <map>

@@ -1,5 +1,6 @@
-#pragma once
 // A synthetic single-lead ECG for tests and benchmarks: the same samples on every machine.
+#pragma once
+
 #include <cmath>
 #include <cstddef>
 #include <cstdint>

@@ -8,6 +8,7 @@
 
 #include "base/files.h"
 #include "tests/api/program.h"
+#include "tests/wait_until.h"
 
 namespace tvn {
 namespace {
@@ -20,13 +21,12 @@ class ExportApiTest : public testing::Test {
   std::string get(const std::string& target) { return fetch(program_.port(), target); }
   // Waits for a job to leave its first state.
   std::string ended(const std::string& status_path) {
-    std::string status = get(status_path);
-    for (int i = 0; i < 600 && (status.starts_with(R"({"status":"exporting")") ||
-                                status.starts_with(R"({"status":"running")"));
-         ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::string status;
+    wait_until([&] {
       status = get(status_path);
-    }
+      return !status.starts_with(R"({"status":"exporting")") &&
+             !status.starts_with(R"({"status":"running")");
+    });
     return status;
   }
   std::string exports() { return program_.folder() + "/exports/"; }
@@ -45,9 +45,7 @@ class ExportApiTest : public testing::Test {
   }
   void play_sample() {
     get("/start_replay?file=Sample%201.txt&speed=10000&name=Anna+B&sex=F&age=33");
-    for (int i = 0; i < 600 && member(get("/status"), "running") != "false"; ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
+    wait_until([this] { return member(get("/status"), "running") == "false"; });
   }
   Program program_{{std::to_string(test_port()), {{"LC_ALL", "de_DE.UTF-8"}}, false}};
 };

@@ -16,6 +16,7 @@
 #include "tests/api/program.h"
 #include "tests/bluez/fake_bluetoothd.h"
 #include "tests/bluez/private_bus.h"
+#include "tests/wait_until.h"
 
 namespace tvn {
 namespace {
@@ -48,7 +49,7 @@ class LiveApiTest : public testing::Test {
   }
   void bring_strap() {
     bluetoothd_.add_strap(strap_, true);
-    ASSERT_TRUE(wait_for([this] { return !log_lines().empty(); }));
+    ASSERT_TRUE(wait_until([this] { return !log_lines().empty(); }));
   }
   std::string get(const std::string& target) {
     const int fd = connect_to(program_.port());
@@ -58,11 +59,8 @@ class LiveApiTest : public testing::Test {
     return body_of(reply);
   }
   std::string status(const std::string& key) { return member(get("/status"), key); }
-  bool wait_for(const std::function<bool()>& condition, double seconds = 30.0) {
-    return fake::eventually(condition, seconds);
-  }
   bool wait_for_status(const std::string& text) {
-    return wait_for([&] { return status("bt_status") == "\"" + text + "\""; });
+    return wait_until([&] { return status("bt_status") == "\"" + text + "\""; });
   }
   // The sensor log's messages; it lies below HOME, which is the program's folder here.
   Lines log_lines() {
@@ -136,11 +134,11 @@ TEST_F(LiveApiTest, TenMinutesArriveWithoutALostSample) {
   ASSERT_TRUE(wait_for_status("Streaming ECG…"));
   EXPECT_EQ(status("mode"), "\"live\"");
   EXPECT_EQ(status("source_label"), "\"Live — Polar H10 12345678\"");
-  ASSERT_TRUE(wait_for([this] { return std::stod(status("elapsed")) > 120.0; }));
+  ASSERT_TRUE(wait_until([this] { return std::stod(status("elapsed")) > 120.0; }));
   EXPECT_EQ(get("/mark?key=4"), k_ok);
-  ASSERT_TRUE(wait_for([this] { return status("elapsed") == "600"; }, 60.0));
+  ASSERT_TRUE(wait_until([this] { return status("elapsed") == "600"; }, 60.0));
   // The bundled recording's heart beats 66 times a minute on average and follows its breathing.
-  ASSERT_TRUE(wait_for([this] { return status("tvn") != "null"; }));
+  ASSERT_TRUE(wait_until([this] { return status("tvn") != "null"; }));
   const double heart_rate = std::stod(status("hr"));
   EXPECT_GT(heart_rate, 45.0);
   EXPECT_LT(heart_rate, 100.0);
@@ -149,13 +147,13 @@ TEST_F(LiveApiTest, TenMinutesArriveWithoutALostSample) {
   EXPECT_EQ(status("running"), "false");
   const std::vector<double> saved = save();
   EXPECT_EQ(saved, std::vector<double>(strap_.ecg.begin(), strap_.ecg.end()));
-  ASSERT_TRUE(wait_for([this] { return bluetoothd_.writes().size() == 3; }));
+  ASSERT_TRUE(wait_until([this] { return bluetoothd_.writes().size() == 3; }));
   EXPECT_EQ(bluetoothd_.writes(),
             (Lines{"0100 request", "02000001820001010E00 request", "0300 request"}));
 
   EXPECT_EQ(get("/export"), R"({"ok":true,"status":"exporting"})");
   const std::string done = R"({"status":"done","result":{"folder":"Eva_export"}})";
-  ASSERT_TRUE(wait_for([&] { return get("/export_status") == done; }));
+  ASSERT_TRUE(wait_until([&] { return get("/export_status") == done; }));
   const std::string exported = program_.folder() + "/data/exports/Eva_export/Eva";
   std::string edf, report;
   ASSERT_TRUE(read_file(exported + ".edf", edf));
@@ -169,7 +167,7 @@ TEST_F(LiveApiTest, TheTraceRunsInRealTime) {
   strap_.ecg = bundled_ecg(1);
   bring_strap();
   get(k_start);
-  ASSERT_TRUE(wait_for([this] { return std::stod(status("elapsed")) > 0.0; }));
+  ASSERT_TRUE(wait_until([this] { return std::stod(status("elapsed")) > 0.0; }));
   const double begun = monotonic_seconds();
   const double elapsed = std::stod(status("elapsed"));
   std::this_thread::sleep_for(std::chrono::seconds(4));
@@ -214,7 +212,7 @@ TEST_F(LiveApiTest, BluetoothdRestartingInMidRunIsSurvived) {
   strap_.speed = 5.0;
   bring_strap();
   get(k_start);
-  ASSERT_TRUE(wait_for([this] { return std::stod(status("elapsed")) > 2.0; }));
+  ASSERT_TRUE(wait_until([this] { return std::stod(status("elapsed")) > 2.0; }));
   bluetoothd_.die();
   EXPECT_TRUE(wait_for_status("Disconnected."));
   const double received = std::stod(status("elapsed"));
@@ -231,10 +229,10 @@ TEST_F(LiveApiTest, BluetoothdRestartingInMidRunIsSurvived) {
 TEST_F(LiveApiTest, AStopDuringTheWaitOfAStartIsNotLost) {
   bring_strap();
   bluetoothd_.set_powered(false);
-  ASSERT_TRUE(wait_for(
+  ASSERT_TRUE(wait_until(
       [this] { return log_lines().back().starts_with("centralManagerDidUpdateState: 4"); }));
   std::thread starting([this] { EXPECT_EQ(get(k_start), k_ok); });
-  ASSERT_TRUE(wait_for([this] { return status("bt_status") == "\"Starting…\""; }));
+  ASSERT_TRUE(wait_until([this] { return status("bt_status") == "\"Starting…\""; }));
   EXPECT_EQ(get("/stop"), k_ok);
   starting.join();
   EXPECT_EQ(status("running"), "false");
@@ -248,12 +246,12 @@ TEST_F(LiveApiTest, EndingTheProgramLeavesTheStrapProperly) {
   strap_.ecg = bundled_ecg(1);
   bring_strap();
   get(k_start);
-  ASSERT_TRUE(wait_for([this] { return bluetoothd_.writes().size() == 2; }));
+  ASSERT_TRUE(wait_until([this] { return bluetoothd_.writes().size() == 2; }));
   const double begun = monotonic_seconds();
   program_.send_signal(SIGTERM);
   EXPECT_EQ(program_.wait_for_exit(), -1);  // ended by the signal, as its sender expects
   EXPECT_LT(monotonic_seconds() - begun, 3.0);
-  EXPECT_TRUE(wait_for([this] { return !bluetoothd_.is_connected(k_strap); }));
+  EXPECT_TRUE(wait_until([this] { return !bluetoothd_.is_connected(k_strap); }));
   EXPECT_EQ(bluetoothd_.writes().back(), "0300 request");
 }
 
@@ -264,7 +262,7 @@ TEST(LiveWithoutBus, SaysWhatIsMissing) {
             R"({"success":false,"reason":"Bluetooth is off or not available. Turn Bluetooth on )"
             R"(and try again."})");
   EXPECT_EQ(fetch(program.port(), "/start_live?address=AA:BB"), k_ok);
-  EXPECT_TRUE(fake::eventually([&] {
+  EXPECT_TRUE(wait_until([&] {
     return member(fetch(program.port(), "/status"), "bt_status") ==
            "\"Device not found. Try scanning again.\"";
   }));

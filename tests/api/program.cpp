@@ -12,12 +12,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
-#include <thread>
 #include <vector>
 
 #include "base/clock.h"
 #include "base/files.h"
+#include "tests/wait_until.h"
 
 namespace tvn {
 namespace {
@@ -106,9 +105,7 @@ void Program::add_command(const std::string& name, const std::string& script) co
 }
 
 std::string Program::wait_for_opener() const {
-  for (int i = 0; i < 200 && opened_address().empty(); ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
+  wait_until([this] { return !opened_address().empty(); });
   std::string descriptors;
   read_file(folder() + "/descriptors", descriptors);
   return descriptors;

@@ -7,6 +7,7 @@
 
 #include "base/files.h"
 #include "tests/api/program.h"
+#include "tests/wait_until.h"
 
 namespace tvn {
 namespace {
@@ -15,13 +16,6 @@ class SessionApiTest : public testing::Test {
  protected:
   std::string get(const std::string& target) { return fetch(program_.port(), target); }
   std::string status(const std::string& key) { return member(get("/status"), key); }
-  bool wait_for(const std::function<bool()>& condition, double seconds = 30.0) {
-    for (int i = 0; i < static_cast<int>(seconds * 20.0); ++i) {
-      if (condition()) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return condition();
-  }
   Program program_{{std::to_string(test_port()), {{"LC_ALL", "de_DE.UTF-8"}}, false}};
 };
 
@@ -34,7 +28,7 @@ TEST_F(SessionApiTest, ReplaysScoresMarksSavesAndReplaysAgain) {
   ASSERT_EQ(get("/start_replay?dir=samples&file=Sample%201.txt&speed=40&name=Anna+B&indur=5"
                 "&outdur=11&sex=F&age=33"),
             R"({"ok":true})");
-  ASSERT_TRUE(wait_for([this] { return status("tvn") != "null"; }));
+  ASSERT_TRUE(wait_until([this] { return status("tvn") != "null"; }));
   EXPECT_EQ(status("mode"), "\"replay\"");
   EXPECT_EQ(status("total"), "257.2");
   const double heart_rate = std::stod(status("hr"));
@@ -56,7 +50,7 @@ TEST_F(SessionApiTest, ReplaysScoresMarksSavesAndReplaysAgain) {
 
 TEST_F(SessionApiTest, ScoresSample1HighOnceItsBreathingSettles) {
   get("/start_replay?file=Sample%201.txt&speed=1000");
-  ASSERT_TRUE(wait_for([this] { return status("running") == "false"; }));
+  ASSERT_TRUE(wait_until([this] { return status("running") == "false"; }));
   EXPECT_GT(std::stod(status("tvn")), 0.5);
   EXPECT_EQ(status("rr_count"), "283");
   EXPECT_EQ(status("elapsed"), "257.2");
@@ -67,10 +61,10 @@ TEST_F(SessionApiTest, DrawsTheTimeFrequencyPictures) {
   EXPECT_EQ(get("/tfr"), R"({"ok":true,"status":"computing"})");
   EXPECT_EQ(get("/tfr_status"), R"({"status":"error","error":"Not enough data recorded yet."})");
   get("/start_replay?file=Sample%201.txt&speed=1000");
-  ASSERT_TRUE(wait_for([this] { return status("running") == "false"; }));
+  ASSERT_TRUE(wait_until([this] { return status("running") == "false"; }));
   EXPECT_EQ(get("/tfr_images"), R"({"status":"idle","images":null})");
   EXPECT_EQ(get("/tfr"), R"({"ok":true,"status":"computing"})");
-  ASSERT_TRUE(wait_for([this] { return get("/tfr_status") == R"({"status":"done"})"; }));
+  ASSERT_TRUE(wait_until([this] { return get("/tfr_status") == R"({"status":"done"})"; }));
   EXPECT_EQ(status("tfr_status"), "\"done\"");
   const std::string images = get("/tfr_images");
   EXPECT_TRUE(images.starts_with(
@@ -116,7 +110,7 @@ TEST_F(SessionApiTest, BringsWildNumbersIntoRange) {
   for (const char* cycle : {"1e308", "1e-308", "-1e308", "99999999999"}) {
     get("/start_replay?file=Sample%201.txt&speed=1e6&indur=" + std::string(cycle) +
         "&outdur=" + cycle);
-    EXPECT_TRUE(wait_for([this] { return status("running") == "false"; }));
+    EXPECT_TRUE(wait_until([this] { return status("running") == "false"; }));
   }
 }
 

@@ -1,10 +1,8 @@
 #include "tests/bluez/fake_bluetoothd.h"
 
 #include <algorithm>
-#include <chrono>
 #include <future>
 #include <stdexcept>
-#include <thread>
 
 #include "tests/bluez/strap_session.h"
 
@@ -77,6 +75,7 @@ struct Bluetoothd::State {
     const std::string path = sd_bus_message_get_path(call->message);
     const std::string interface = sd_bus_message_get_interface(call->message);
     const std::string member = sd_bus_message_get_member(call->message);
+    client = sd_bus_message_get_sender(call->message);
     if (member == "GetManagedObjects") return send_objects(call);
     if (path == k_adapter && objects.contains(path)) return answer_for_adapter(call, member);
     for (auto& [device, session] : sessions) {
@@ -164,6 +163,15 @@ struct Bluetoothd::State {
                             {"Discovering", false}}}};
   }
 
+  // Messages reach a client in the order they were sent, so its answer to a ping says that it has
+  // dealt with all signals before. Clients answer pings by themselves.
+  void wait_until_heard() {
+    if (client.empty()) return;
+    require(sd_bus_call_method(bus, client.c_str(), "/", "org.freedesktop.DBus.Peer", "Ping",
+                               nullptr, nullptr, ""),
+            "ping");
+  }
+
   void later(double seconds, std::function<void()> task) {
     std::erase_if(timers, [](const auto& timer) { return timer->done; });
     timers.push_back(std::make_unique<Pending>());
@@ -188,6 +196,7 @@ struct Bluetoothd::State {
   std::string bus_address;
   BusLoop loop;
   sd_bus* bus = nullptr;
+  std::string client;  // who called last
   Objects objects;
   std::map<std::string, std::unique_ptr<StrapSession>> sessions;  // by device path
   std::vector<std::unique_ptr<Pending>> timers;
@@ -246,6 +255,7 @@ void Bluetoothd::add_strap(const Strap& strap, bool known) {
     if (known) {
       session->make_object();
       send_added(state_->bus, session->path(), state_->objects[session->path()]);
+      state_->wait_until_heard();
     }
     state_->sessions[session->path()] = std::move(session);
   });
@@ -358,14 +368,6 @@ bool Bluetoothd::is_discovering() {
   bool discovering = false;
   run([&] { discovering = state_->searching; });
   return discovering;
-}
-
-bool eventually(const std::function<bool()>& condition, double seconds) {
-  for (int i = 0; i < static_cast<int>(seconds * 100.0); ++i) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return condition();
 }
 
 }  // namespace tvn::fake

@@ -25,7 +25,8 @@ class Bluetoothd {
   Bluetoothd(const Bluetoothd&) = delete;
   Bluetoothd& operator=(const Bluetoothd&) = delete;
 
-  // Adds a strap; `known` makes it one that bluetoothd remembers from earlier.
+  // Adds a strap; `known` makes it one that bluetoothd remembers from earlier, and returns when the
+  // client has heard of it.
   void add_strap(const Strap& strap, bool known = false);
   void change_strap(const std::string& address, const std::function<void(Strap&)>& change);
   void set_powered(bool on);
@@ -61,8 +62,5 @@ class Bluetoothd {
   void run(const std::function<void()>& task);
   std::unique_ptr<State> state_;
 };
-
-// Waits up to `seconds` for something to become true.
-bool eventually(const std::function<bool()>& condition, double seconds = 10.0);
 
 }  // namespace tvn::fake

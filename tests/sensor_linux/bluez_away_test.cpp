@@ -26,7 +26,7 @@ TEST_F(BluezAwayTest, BluetoothdRestartingInMidRunDisconnects) {
   EXPECT_TRUE(world_.wait_for_status(k_disconnected));
   EXPECT_TRUE(world_.wait_for_log("centralManagerDidUpdateState: 1 poweredOn=0"));
   bluetoothd().come_back();
-  EXPECT_TRUE(StrapWorld::wait_until([this] {
+  EXPECT_TRUE(wait_until([this] {
     return world_.log().lines().back() == "centralManagerDidUpdateState: 5 poweredOn=1";
   }));
   stop();
@@ -41,15 +41,15 @@ TEST_F(BluezAwayTest, BluetoothdDyingWhileConnectingFailsTheConnection) {
   world_.start(k_strap);
   ASSERT_TRUE(wait_for_call(connect_call_));
   bluetoothd().die();
-  EXPECT_TRUE(StrapWorld::wait_until(
-      [this] { return world_.statuses().back().starts_with("Connection failed: "); }));
+  EXPECT_TRUE(
+      wait_until([this] { return world_.statuses().back().starts_with("Connection failed: "); }));
   EXPECT_NE(world_.statuses().back(), "Connection failed: ");
 }
 
 TEST_F(BluezAwayTest, BluetoothdDyingDuringAScanSaysSo) {
   begin();
   std::thread dying([this] {
-    fake::eventually([this] { return bluetoothd().is_discovering(); });
+    wait_until([this] { return bluetoothd().is_discovering(); });
     bluetoothd().die();
   });
   EXPECT_EQ(scan().error, "Bluetooth scan failed: the Bluetooth service stopped");
@@ -71,7 +71,7 @@ TEST_F(BluezAwayTest, TheBusGoingAwayIsSurvived) {
   world_.bus().start();
   bluetoothd().come_back();
   // The computer's bus came back: the next scan looks for it, throttled to twice a second.
-  EXPECT_TRUE(StrapWorld::wait_until([this] { return scan().error.empty(); }));
+  EXPECT_TRUE(wait_until([this] { return scan().error.empty(); }));
 }
 
 TEST_F(BluezAwayTest, WithoutAnAdapterAKnownStrapCannotBeConnected) {
@@ -111,7 +111,7 @@ class WithoutBluez : public testing::Test {
       const std::lock_guard hold(mutex);
       statuses.push_back(text);
     });
-    EXPECT_TRUE(StrapWorld::wait_until([&] {
+    EXPECT_TRUE(wait_until([&] {
       const std::lock_guard hold(mutex);
       return !statuses.empty();
     }));

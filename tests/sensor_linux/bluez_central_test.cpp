@@ -41,7 +41,7 @@ TEST_F(BluezCentralTest, NoSampleIsLostAndNoneComesAfterTheStop) {
   begin();
   world_.remember_strap();
   ASSERT_TRUE(stream());
-  ASSERT_TRUE(StrapWorld::wait_until([this] { return world_.samples().size() == 7320; }));
+  ASSERT_TRUE(wait_until([this] { return world_.samples().size() == 7320; }));
   const std::vector<double> received = world_.samples();
   for (std::size_t i = 0; i < received.size(); ++i)
     ASSERT_EQ(received[i], static_cast<double>(i) - 50);
@@ -112,7 +112,7 @@ TEST_F(BluezCentralTest, AForgottenDeviceThatStaysAwayIsGivenUp) {
   const double begun = monotonic_seconds();
   world_.start(k_strap);
   EXPECT_TRUE(world_.wait_for_status("Connecting…"));
-  EXPECT_TRUE(StrapWorld::wait_until([&] { return monotonic_seconds() - begun > 9.5; }));
+  EXPECT_TRUE(wait_until([&] { return monotonic_seconds() - begun > 9.5; }));
   EXPECT_TRUE(world_.wait_for_status("Device not found. Try scanning again."));
   EXPECT_TRUE(search_has_ended());
 }
@@ -126,7 +126,7 @@ TEST_F(BluezCentralTest, BluetoothdDyingAtTheEndOfASearchFailsTheConnection) {
   bluetoothd().expire(k_strap);
   bluetoothd().answer_discovery_after(0.5);
   world_.start(k_strap);
-  ASSERT_TRUE(StrapWorld::wait_until([this] {
+  ASSERT_TRUE(wait_until([this] {
     const Lines calls = bluetoothd().calls();
     return std::count(calls.begin(), calls.end(), "StopDiscovery") == 2;
   }));
@@ -142,7 +142,7 @@ TEST_F(BluezCentralTest, ASearchThatIsStoppedEnds) {
   bluetoothd().change_strap(k_strap, [](fake::Strap& strap) { strap.advertises = false; });
   bluetoothd().expire(k_strap);
   world_.start(k_strap);
-  EXPECT_TRUE(fake::eventually([this] { return bluetoothd().is_discovering(); }));
+  EXPECT_TRUE(wait_until([this] { return bluetoothd().is_discovering(); }));
   stop();
   EXPECT_TRUE(search_has_ended());
   EXPECT_THAT(bluetoothd().calls(), Not(Contains(connect_call_)));
@@ -158,7 +158,7 @@ TEST_F(BluezCentralTest, ANewRunWaitsForTheOldLinkToEnd) {
   begin();
   world_.remember_strap();
   ASSERT_TRUE(stream());
-  ASSERT_TRUE(StrapWorld::wait_until([this] { return world_.samples().size() > 200; }));
+  ASSERT_TRUE(wait_until([this] { return world_.samples().size() > 200; }));
   stop();
   const std::size_t received = world_.samples().size();
   const double begun = monotonic_seconds();
@@ -168,7 +168,7 @@ TEST_F(BluezCentralTest, ANewRunWaitsForTheOldLinkToEnd) {
   EXPECT_EQ(world_.samples().size(), received);  // frames of the old link
   EXPECT_TRUE(world_.wait_for_status(k_streaming));
   EXPECT_GE(monotonic_seconds() - begun, 1.8);
-  EXPECT_TRUE(StrapWorld::wait_until([&] { return world_.samples().size() > received + 200; }));
+  EXPECT_TRUE(wait_until([&] { return world_.samples().size() > received + 200; }));
   EXPECT_THAT(world_.statuses(), Not(Contains(k_disconnected)));
 }
 
@@ -223,8 +223,8 @@ TEST_F(BluezCentralTest, AConnectionThatComesUpAfterItWasCalledOffIsEnded) {
   world_.start(k_strap);
   ASSERT_TRUE(wait_for_call(connect_call_));
   stop();
-  EXPECT_TRUE(fake::eventually([this] { return bluetoothd().is_connected(k_strap); }));
-  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_connected(k_strap); }));
+  EXPECT_TRUE(wait_until([this] { return bluetoothd().is_connected(k_strap); }));
+  EXPECT_TRUE(wait_until([this] { return !bluetoothd().is_connected(k_strap); }));
   const Lines calls = bluetoothd().calls();
   EXPECT_EQ(std::count(calls.begin(), calls.end(), disconnect_call_), 2);
 }
@@ -257,8 +257,8 @@ TEST_F(BluezCentralTest, AConnectionThatWasCalledOffIsWatchedDuringTheNextRun) {
   ASSERT_TRUE(world_.wait_for_status(k_streaming));
   stop();
   EXPECT_FALSE(bluetoothd().is_connected(k_strap));
-  EXPECT_TRUE(fake::eventually([this] { return bluetoothd().is_connected(k_strap); }));
-  EXPECT_TRUE(fake::eventually([this] { return !bluetoothd().is_connected(k_strap); }));
+  EXPECT_TRUE(wait_until([this] { return bluetoothd().is_connected(k_strap); }));
+  EXPECT_TRUE(wait_until([this] { return !bluetoothd().is_connected(k_strap); }));
 }
 
 TEST_F(BluezCentralTest, AStrapThatStopsAnsweringIsLeftAllTheSame) {
@@ -282,7 +282,7 @@ TEST_F(BluezCentralTest, AStrapThatStreamsAlreadyIsTakenAsItIs) {
   begin();
   world_.remember_strap();
   ASSERT_TRUE(stream());
-  EXPECT_TRUE(StrapWorld::wait_until([this] { return world_.samples().size() == 73 * 20; }));
+  EXPECT_TRUE(wait_until([this] { return world_.samples().size() == 73 * 20; }));
 }
 
 TEST_F(BluezCentralTest, ServicesThatAreToldTooEarlyAreUsedWhenTheyCome) {
@@ -303,7 +303,7 @@ TEST_F(BluezCentralTest, OtherNotificationsAndOddFramesAreIgnored) {
   bluetoothd().notify(k_strap, "data", fake::Bytes(12, 0));
   bluetoothd().notify(k_strap, "data", {2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0});
   bluetoothd().notify(k_strap, "data", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 0, 0});
-  EXPECT_TRUE(StrapWorld::wait_until([this] { return !world_.samples().empty(); }));
+  EXPECT_TRUE(wait_until([this] { return !world_.samples().empty(); }));
   EXPECT_EQ(world_.samples(), std::vector<double>{7.0});
 }
 
@@ -314,7 +314,7 @@ TEST_F(BluezCentralTest, NonsenseFromTheBusChangesNothing) {
   world_.settle();
   bluetoothd().send_nonsense(k_strap);
   world_.send_frame({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0});
-  EXPECT_TRUE(StrapWorld::wait_until([this] { return !world_.samples().empty(); }));
+  EXPECT_TRUE(wait_until([this] { return !world_.samples().empty(); }));
   EXPECT_EQ(world_.samples(), std::vector<double>{9.0});
   EXPECT_EQ(world_.statuses().back(), k_streaming);
 }

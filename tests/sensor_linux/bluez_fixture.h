@@ -27,7 +27,7 @@ class BluezCentralTest : public testing::Test {
   bool stream() {
     const std::size_t before = world_.statuses().size();
     world_.start(k_strap);
-    return StrapWorld::wait_until([&] {
+    return wait_until([&] {
       const Lines statuses = world_.statuses();
       return statuses.size() > before && statuses.back() == k_streaming;
     });
@@ -35,14 +35,14 @@ class BluezCentralTest : public testing::Test {
   ScanResult scan() { return world_.driver().scan(); }
   void stop() { world_.driver().stop(); }
   bool wait_for_call(const std::string& call) {
-    return StrapWorld::wait_until([&] {
+    return wait_until([&] {
       const Lines calls = bluetoothd().calls();
       return std::find(calls.begin(), calls.end(), call) != calls.end();
     });
   }
   // A driver does not wait for the end of its scan; until then a device that expires comes back.
   bool search_has_ended() {
-    return fake::eventually([this] { return !bluetoothd().is_discovering(); });
+    return wait_until([this] { return !bluetoothd().is_discovering(); });
   }
   const std::string connect_call_ = std::string("Connect ") + k_strap;
   const std::string disconnect_call_ = std::string("Disconnect ") + k_strap;

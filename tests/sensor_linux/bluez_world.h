@@ -52,10 +52,7 @@ class BluezWorld : public StrapWorld {
     nameless.address = "C8:0F:10:00:00:01";
     bluetoothd_->add_strap(nameless);
   }
-  void remember_strap() override {
-    bluetoothd_->add_strap(strap_, true);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // for the signal to arrive
-  }
+  void remember_strap() override { bluetoothd_->add_strap(strap_, true); }
   void drop_link() override { bluetoothd_->drop_link(k_strap); }
   void send_frame(const std::vector<std::uint8_t>& frame) override {
     bluetoothd_->notify(k_strap, "data", frame);

@@ -72,7 +72,7 @@ TEST(LinkStorm, LeavesALinkThatWorks) {
   EXPECT_EQ(world.driver().scan().devices.size(), 1u);
   received = 0;
   start();
-  EXPECT_TRUE(StrapWorld::wait_until([&] { return received > 0; }));
+  EXPECT_TRUE(wait_until([&] { return received > 0; }));
   stop();
 }
 

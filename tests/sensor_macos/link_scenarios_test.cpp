@@ -29,7 +29,7 @@ class MacWorld : public StrapWorld {
                                                   : State::unauthorized;
     fake::begin_air(state, behaviour);
     // Never destroyed: the framework's delegate lives as long as the process.
-    driver_ = new MacBle(DriverWaits{20, 0.02, 0.2});
+    driver_ = new MacBle(DriverWaits{20, 0.02, 0.6});
     EXPECT_TRUE(wait_until([this] { return !log().lines().empty(); }));
   }
   void turn_adapter(bool on) override {
@@ -96,14 +96,14 @@ TEST_F(MacBleTest, OnlyTheDataCharacteristicIsDecoded) {
 TEST_F(MacBleTest, ANewRunOnTheHeelsOfTheLastIsStartedAsWell) {
   world_.remember_strap();
   world_.start(world_.strap_identifier());
-  ASSERT_TRUE(StrapWorld::wait_until([&] { return world_.writes().size() == 2; }));
+  ASSERT_TRUE(wait_until([&] { return world_.writes().size() == 2; }));
   world_.settle();
   fake::hold_queue(0.2);
   world_.driver().stop();
   world_.start(world_.strap_identifier());
   const std::string start = "02000001820001010E00";
   const Lines expected = {"0100", start, "0300", "0100", start};
-  EXPECT_TRUE(StrapWorld::wait_until([&] { return world_.writes() == expected; }));
+  EXPECT_TRUE(wait_until([&] { return world_.writes() == expected; }));
   EXPECT_EQ(world_.writes(), expected);
   EXPECT_EQ(world_.statuses().back(), "Streaming ECG…");
   world_.driver().stop();
@@ -129,7 +129,7 @@ TEST_F(MacBleTest, FramesCountOnceTheirRunHasFoundTheControlPoint) {
 TEST_F(MacBleTest, ARunEndsEvenWhenTheFrameworkThrowsAtItsEnd) {
   world_.remember_strap();
   world_.start(world_.strap_identifier());
-  ASSERT_TRUE(StrapWorld::wait_until([&] { return world_.writes().size() == 2; }));
+  ASSERT_TRUE(wait_until([&] { return world_.writes().size() == 2; }));
   fake::throw_at_cancel("no such link");
   world_.driver().stop();
   fake::throw_at_cancel("");
@@ -140,7 +140,7 @@ TEST_F(MacBleTest, ARunEndsEvenWhenTheFrameworkThrowsAtItsEnd) {
   world_.start(world_.strap_identifier());
   const std::string start = "02000001820001010E00";
   const Lines expected = {"0100", start, "0300", "0100", start};
-  EXPECT_TRUE(StrapWorld::wait_until([&] { return world_.writes() == expected; }));
+  EXPECT_TRUE(wait_until([&] { return world_.writes() == expected; }));
   EXPECT_EQ(world_.writes(), expected);
   world_.driver().stop();
 }

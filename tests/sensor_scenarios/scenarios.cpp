@@ -43,7 +43,7 @@ void find_and_stream(StrapWorld& world) {
   find_strap(world);
   world.start(world.strap_identifier());
   EXPECT_TRUE(world.wait_for_status(k_streaming));
-  EXPECT_TRUE(world.wait_until([&] { return world.writes().back() == k_start_bytes; }));
+  EXPECT_TRUE(wait_until([&] { return world.writes().back() == k_start_bytes; }));
   world.settle();
 }
 
@@ -55,7 +55,7 @@ void stop(StrapWorld& world) {
 void stream_and_stop(StrapWorld& world) {
   find_and_stream(world);
   world.send_frame(k_frame);
-  EXPECT_TRUE(world.wait_until([&] { return world.samples().size() == 2; }));
+  EXPECT_TRUE(wait_until([&] { return world.samples().size() == 2; }));
   EXPECT_EQ(world.samples(), (std::vector<double>{5, -2}));
   stop(world);
 }
@@ -64,8 +64,8 @@ void stream_twice(StrapWorld& world) {
   find_and_stream(world);
   stop(world);
   world.start(world.strap_identifier());
-  EXPECT_TRUE(world.wait_until([&] { return world.statuses().size() == 6; }));
-  EXPECT_TRUE(world.wait_until([&] { return world.writes().size() == 5; }));
+  EXPECT_TRUE(wait_until([&] { return world.statuses().size() == 6; }));
+  EXPECT_TRUE(wait_until([&] { return world.writes().size() == 5; }));
   stop(world);
 }
 
@@ -78,7 +78,7 @@ void scan_without_adapter(StrapWorld& world) {
 void start_unknown(StrapWorld& world) {
   EXPECT_TRUE(world.wait_for_log(k_state_on));
   world.start(world.unknown_identifier());
-  EXPECT_TRUE(world.wait_until([&] { return !world.statuses().empty(); }));
+  EXPECT_TRUE(wait_until([&] { return !world.statuses().empty(); }));
   stop(world);
 }
 
@@ -86,7 +86,7 @@ void start_remembered(StrapWorld& world) {
   world.remember_strap();
   world.start(world.strap_identifier());
   EXPECT_TRUE(world.wait_for_status(k_streaming));
-  EXPECT_TRUE(world.wait_until([&] { return world.writes().size() == 2; }));
+  EXPECT_TRUE(wait_until([&] { return world.writes().size() == 2; }));
   world.settle();
   stop(world);
 }
@@ -126,8 +126,8 @@ void lose_strap_and_start(StrapWorld& world) {
   world.drop_link();
   EXPECT_TRUE(world.wait_for_status(k_disconnected));
   world.start(world.strap_identifier());
-  EXPECT_TRUE(world.wait_until([&] { return world.statuses().size() == 7; }));
-  EXPECT_TRUE(world.wait_until([&] { return world.writes().size() == 4; }));
+  EXPECT_TRUE(wait_until([&] { return world.statuses().size() == 7; }));
+  EXPECT_TRUE(wait_until([&] { return world.writes().size() == 4; }));
   world.settle();
   stop(world);
 }
@@ -160,7 +160,7 @@ void start_with_adapter_off(StrapWorld& world) {
 
 void start_without_permission(StrapWorld& world) {
   world.start(world.unknown_identifier());
-  EXPECT_TRUE(world.wait_until([&] { return world.statuses().size() >= 2; }));
+  EXPECT_TRUE(wait_until([&] { return world.statuses().size() >= 2; }));
   stop(world);
 }
 
@@ -360,7 +360,7 @@ void check_scenario(const Scenario& scenario, StrapWorld& world) {
   world.begin(scenario.adapter, scenario.behaviour);
   scenario.play(world);
   // All that is expected, and after a moment nothing more.
-  StrapWorld::wait_until([&] {
+  wait_until([&] {
     return world.log().lines().size() >= scenario.log.size() &&
            world.statuses().size() >= scenario.statuses.size() &&
            world.writes().size() >= scenario.writes.size();

@@ -2,15 +2,13 @@
 // that platform's driver, and a record of what the driver told.
 #pragma once
 
-#include <chrono>
-#include <functional>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "sensor/ble_driver.h"
 #include "tests/sensor/log_folder.h"
+#include "tests/wait_until.h"
 
 namespace tvn {
 
@@ -68,13 +66,6 @@ class StrapWorld {
   std::vector<double> samples() {
     const std::lock_guard hold(mutex_);
     return samples_;
-  }
-  // Waits up to ten seconds, which only a broken program needs.
-  static bool wait_until(const std::function<bool()>& condition) {
-    for (int i = 0; i < 1000 && !condition(); ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return condition();
   }
   bool wait_for_status(const std::string& text) {
     return wait_until([&] { return !statuses().empty() && statuses().back() == text; });

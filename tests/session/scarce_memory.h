@@ -1,5 +1,6 @@
-#pragma once
 // Makes large allocations of this test program fail, as they do when memory runs out.
+#pragma once
+
 #include <cstddef>
 
 namespace tvn {

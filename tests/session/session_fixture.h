@@ -3,17 +3,15 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "base/files.h"
 #include "session/engine.h"
 #include "session/runs.h"
 #include "tests/temporary_folder.h"
+#include "tests/wait_until.h"
 
 namespace tvn {
 
@@ -26,14 +24,6 @@ class SessionTest : public testing::Test {
   ~SessionTest() override {
     stop(engine_);
     wait_until([this] { return !engine_.analysis_busy; });
-  }
-
-  // Waits up to ten seconds, which only a broken program needs.
-  static bool wait_until(const std::function<bool()>& condition) {
-    for (int i = 0; i < 1000 && !condition(); ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return condition();
   }
 
   std::string write_recording(const std::string& name, const std::vector<double>& samples) {

@@ -1,6 +1,7 @@
-#pragma once
 // Single rows of the time-frequency representation as its definition gives them: the whole of
 // compute_tfr takes half a minute for a recording of a few minutes, a row a tenth of a second.
+#pragma once
+
 #include <complex>
 #include <cstddef>
 #include <span>

@@ -16,7 +16,7 @@ TEST_F(ImportHandlerTest, ImportsARawEcg) {
   ASSERT_TRUE(reply.starts_with(prefix)) << reply;
   const std::string name = reply.substr(19, reply.size() - 19 - 2);
   EXPECT_EQ(name.size(), std::string("imported_My_test_20260101-120000.csv").size());
-  EXPECT_EQ(source_label(), "Imported — My test.txt");
+  EXPECT_EQ(get(&Engine::source_label), "Imported — My test.txt");
   std::string stored;
   ASSERT_TRUE(read_file(recordings_dir(engine_) + "/" + name, stored));
   EXPECT_EQ(stored, flat_ecg(1000));

@@ -44,7 +44,7 @@ TEST_F(RunHandlersTest, AFailedReplayLeavesTheCurrentRunAlone) {
   write_saved("a.csv", flat_ecg(5000));
   EXPECT_EQ(body("/start_replay?dir=saved&file=a.csv&speed=0"), R"({"ok":true})");
   ask("/start_replay?file=none.txt");
-  EXPECT_EQ(source_label(), "a.csv");
+  EXPECT_EQ(get(&Engine::source_label), "a.csv");
   EXPECT_TRUE(engine_.running);
 }
 
@@ -53,9 +53,9 @@ TEST_F(RunHandlersTest, LooksForSavedRecordingsOnlyUnderTheExactWord) {
   EXPECT_NE(ask("/start_replay?dir=SAVED&file=a.csv").bytes.find(" 404 "), std::string::npos);
   EXPECT_NE(ask("/start_replay?file=a.csv").bytes.find(" 404 "), std::string::npos);
   EXPECT_EQ(body("/start_replay?dir=saved&file=a.csv&label="), R"({"ok":true})");
-  EXPECT_EQ(source_label(), "a.csv");
+  EXPECT_EQ(get(&Engine::source_label), "a.csv");
   EXPECT_EQ(body("/start_replay?dir=saved&file=a.csv&label=Mine"), R"({"ok":true})");
-  EXPECT_EQ(source_label(), "Mine");
+  EXPECT_EQ(get(&Engine::source_label), "Mine");
 }
 
 }  // namespace

@@ -1,29 +1,18 @@
 // A session with a data folder of its own, asked as the page asks it.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <filesystem>
 #include <string>
-#include <thread>
 
-#include "base/files.h"
-#include "session/runs.h"
 #include "tests/analysis/synthetic_ecg.h"
-#include "tests/temporary_folder.h"
+#include "tests/session/session_fixture.h"
 #include "web/handlers/router.h"
 
 namespace tvn {
 
-class SiteTest : public testing::Test {
+class SiteTest : public SessionTest {
  protected:
-  SiteTest() {
-    engine_.data_dir = folder_.path();
-    std::filesystem::create_directories(recordings_dir(engine_));
-    std::filesystem::create_directories(sample_data_dir(engine_));
-  }
-  ~SiteTest() override { stop(engine_); }
+  SiteTest() { std::filesystem::create_directories(sample_data_dir(engine_)); }
 
   Reply ask(const std::string& target, const std::string& body = "") {
     Request request;
@@ -43,23 +32,13 @@ class SiteTest : public testing::Test {
   void write_saved(const std::string& name, const std::string& content) {
     ASSERT_TRUE(write_file(recordings_dir(engine_) + "/" + name, content));
   }
-  // Waits up to ten seconds for a job to end.
+  // Waits for a job to end.
   bool done(const std::string& status_path) {
-    const auto busy = [&] {
+    return wait_until([&] {
       const std::string status = body(status_path);
-      return status.starts_with(R"({"status":"exporting")") ||
-             status.starts_with(R"({"status":"running")");
-    };
-    for (int i = 0; i < 1000 && (busy() || engine_.batch_running); ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return !busy();
-  }
-  // Reads a member under the lock.
-  template <typename T>
-  T get(T Engine::*member) {
-    const SessionLock hold(engine_.lock);
-    return engine_.*member;
+      return !status.starts_with(R"({"status":"exporting")") &&
+             !status.starts_with(R"({"status":"running")") && !engine_.batch_running;
+    });
   }
   static std::string synthetic_ecg_text(double seconds) {
     std::string text;
@@ -71,13 +50,7 @@ class SiteTest : public testing::Test {
     for (int i = 0; i < lines; ++i) text += std::to_string(i % 7) + "\n";
     return text;
   }
-  std::string source_label() {
-    const SessionLock hold(engine_.lock);
-    return engine_.source_label;
-  }
 
-  TemporaryFolder folder_;
-  Engine engine_;
   Site site_{engine_, folder_ / "web"};
 };
 

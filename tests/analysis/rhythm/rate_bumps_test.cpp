@@ -1,4 +1,4 @@
-#include "analysis/rhythm/nan_gaps.h"
+#include "analysis/rhythm/rate_bumps.h"
 
 #include <gtest/gtest.h>
 
