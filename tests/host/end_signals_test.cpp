@@ -40,7 +40,10 @@ class WaitingProcess {
  private:
   void tell(char what) const { EXPECT_EQ(write(ends_[1], &what, 1), 1); }
   [[noreturn]] void wait_for_end(int ignored_signal) const {
-    if (ignored_signal != 0) std::signal(ignored_signal, SIG_IGN);
+    // A test that is started under nohup begins with SIGHUP ignored.
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+      std::signal(signal, signal == ignored_signal ? SIG_IGN : SIG_DFL);
+    }
     before_end_by_signal([this] { tell('t'); });
     tell('r');
     for (;;) pause();
