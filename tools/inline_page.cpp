@@ -10,13 +10,16 @@
 // which the browser knows these elements (Content Security Policy Level 3, 'sha256-...').
 //
 // The embedded page has a fixed size, so that a build is reproducible to the byte; the rest is
-// filled with line feeds, which a browser ignores after </html>. Nothing is shortened: what a
-// reader sees with "view source" is what is in the page folder.
+// filled with line feeds, which a browser ignores after </html>. To make room, lines that are
+// empty or hold nothing but a comment are left out, and so are the blanks that a line starts with;
+// everything else stays as it is in the page folder. Text whose meaning that could change (a
+// template literal over several lines, <pre>) is refused, not understood.
 //
 // Exit status: 0 when the output was written, 1 when the page cannot be assembled (a part is
-// missing, unused or unsafe to inline, or the page does not fit), 2 for a wrong command line.
-// On failure the output is left as it was.
+// missing, unused, unsafe to strip or to inline, or the page does not fit), 2 for a wrong command
+// line. On failure the output is left as it was.
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -45,6 +48,45 @@ std::string read_text(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (!file.good() && !file.eof()) throw std::runtime_error(path.string() + " cannot be read");
+  return text;
+}
+
+// Whether a line without its indentation is one whole comment of the file's language.
+bool is_comment(const std::string& name, const std::string& line) {
+  const auto spans = [&line](std::string_view begin, std::string_view end) {
+    return line.starts_with(begin) && line.find(end) == line.size() - end.size();
+  };
+  if (name.ends_with(".js")) return line.starts_with("//");
+  if (name.ends_with(".css")) return spans("/*", "*/");
+  return spans("<!--", "-->") && !line.starts_with(k_marker_begin);
+}
+
+// Text that goes over the line's end keeps the blanks that the next line starts with.
+void check_ends_with_line(const std::string& name, const std::string& line) {
+  std::string open;
+  if (name.ends_with(".js") && std::count(line.begin(), line.end(), '`') % 2 != 0) {
+    open = "a template literal";
+  }
+  if (!name.ends_with(".html") && line.ends_with('\\')) open = "a string";
+  for (const char* tag : {"<pre", "<textarea"}) {
+    if (name.ends_with(".html") && line.find(tag) != std::string::npos) open = tag;
+  }
+  if (!open.empty()) {
+    throw std::runtime_error(name + ": " + open + " may not go over the end of a line: " + line);
+  }
+}
+
+// The file without indentation, empty lines and lines of comment.
+std::string read_stripped(const std::filesystem::path& path) {
+  const std::string name = path.filename().string();
+  std::istringstream lines(read_text(path));
+  std::string text;
+  for (std::string line; std::getline(lines, line);) {
+    line.erase(0, line.find_first_not_of(" \t"));
+    if (line.empty() || is_comment(name, line)) continue;
+    check_ends_with_line(name, line);
+    text += line + '\n';
+  }
   return text;
 }
 
@@ -79,13 +121,12 @@ Element inlined(const std::filesystem::path& page_dir, const std::string& names,
     }
     element.tag = tag;
     if (!used.insert(part).second) throw std::runtime_error(part + " is inlined twice");
-    const std::string text = read_text(page_dir / part);
+    const std::string text = read_stripped(page_dir / part);
     check_stays_open(part, tag, text);
-    element.text += '\n';
-    element.text += text.substr(0, text.find_last_not_of('\n') + 1);
+    element.text += text;
   }
   if (element.tag.empty()) throw std::runtime_error("index.html: a marker names no part");
-  element.text += '\n';
+  element.text.insert(0, 1, '\n');
   return element;
 }
 
@@ -125,7 +166,7 @@ void check_all_used(const std::filesystem::path& page_dir, const std::set<std::s
 }
 
 std::string assemble(const std::filesystem::path& page_dir) {
-  const std::string shell = read_text(page_dir / "index.html");
+  const std::string shell = read_stripped(page_dir / "index.html");
   std::set<std::string> used;
   std::map<std::string, std::string> hashes;
   std::string page;

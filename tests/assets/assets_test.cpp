@@ -28,6 +28,15 @@ TEST(FindAsset, HoldsThePage) {
   EXPECT_TRUE(page->starts_with("<!DOCTYPE html>"));
 }
 
+// Whoever looks at the page's source is told where it can be read; the page's own lines are bare.
+TEST(FindAsset, HoldsThePageWithoutCommentsAndIndentation) {
+  const std::string& page = *find_asset("index.html");
+  EXPECT_LT(page.find("web/page/"), page.find("<title>"));
+  for (const char* gone : {"\n ", "\n//", "\n/*", "\n<!--"}) {
+    EXPECT_EQ(page.find(gone), std::string::npos) << gone;
+  }
+}
+
 TEST(FindAsset, KnowsExactNamesOnly) {
   for (const char* name : {"Index.html", "/index.html", "logo.png", "", "index.html "}) {
     EXPECT_EQ(find_asset(name), nullptr) << name;

@@ -84,6 +84,74 @@ file(WRITE ${page}/index.html "<!-- inline: main.js style.css -->\n")
 expect_refusal("parts of two kinds" 1000 "style\\.css: a marker names parts of one kind")
 lay_out_page()
 
+# What only a reader of the sources needs is left out, line by line; the rest is not touched.
+# (Bracket arguments: no escapes, and a leading line feed is not part of the text.)
+file(WRITE ${page}/index.html [[
+<!DOCTYPE html>
+<html> <!-- beside markup: stays -->
+<!-- a comment -->
+  <!-- inline: style.css -->
+
+	<p title="<!-- x -->">a  b
+    c</p>
+  <!-- one --><i></i><!-- two -->
+    <!-- inline: main.js
+  second.js -->
+]])
+file(WRITE ${page}/style.css [[
+/* a comment */
+p {
+  margin: 0; /* stays */
+}
+/* one */ i { margin: 0 } /* two */
+/* two
+   lines */
+]])
+file(WRITE ${page}/main.js [[
+// a comment
+
+const url = "http://x";  // stays
+  //another
+	const text = `  // in ${"a"}  `;
+]])
+file(WRITE ${page}/second.js "  let b = 2  ")
+string(CONCAT stripped [[
+<!DOCTYPE html>
+<html> <!-- beside markup: stays -->
+<style>
+p {
+margin: 0; /* stays */
+}
+/* one */ i { margin: 0 } /* two */
+/* two
+lines */
+</style>
+<p title="<!-- x -->">a  b
+c</p>
+<!-- one --><i></i><!-- two -->
+<script>
+const url = "http://x";  // stays
+const text = `  // in ${"a"}  `;
+let b = 2  
+</script>
+]])
+string(LENGTH "${stripped}" stripped_size)
+expect_output("comments and indentation" ${stripped_size} "${stripped}")
+lay_out_page()
+
+# Where the blanks at the start of a line may mean something, there is no guessing.
+file(WRITE ${page}/main.js "let a = `one\n  two`")
+expect_refusal("a template literal of two lines" 1000 "main\\.js: a template literal may not go")
+file(WRITE ${page}/main.js "let a = 'one\\\n  two'")
+expect_refusal("a string of two lines" 1000 "main\\.js: a string may not go")
+lay_out_page()
+file(APPEND ${page}/index.html "<pre>\n  a</pre>")
+expect_refusal("preformatted text" 1000 "index\\.html: <pre may not go")
+lay_out_page()
+file(APPEND ${page}/index.html "<textarea>\n  a</textarea>")
+expect_refusal("a text field's text" 1000 "index\\.html: <textarea may not go")
+lay_out_page()
+
 file(REMOVE ${page}/main.js)
 expect_refusal("a missing script" 1000 "main\\.js is missing")
 lay_out_page()
