@@ -83,6 +83,7 @@ void BluezCentral::begin_scan() {
     end_link(Farewell::Manner::cut_off);
   }
   seen_.clear();
+  for (const auto& [path, interfaces] : objects_) note_connected(path);
   discovery_.wish_for_scan(scanning_);
 }
 
@@ -100,9 +101,9 @@ std::vector<SensorDevice> BluezCentral::discovered() {
   return devices;
 }
 
-// A device counts as seen when bluetoothd announces it or its signal strength during the scan:
-// bluetoothd lists devices of earlier days as well. Nameless ones are never offered; their
-// "Alias" is only the address in another shape.
+// A device counts as seen when bluetoothd announces it or its signal strength during the scan, or
+// when it is connected: bluetoothd lists devices of earlier days as well. Nameless ones are never
+// offered; their "Alias" is only the address in another shape.
 void BluezCentral::note_sighting(const std::string& path) {
   const Properties* device = find_interface(objects_, path, k_device_interface);
   if (device == nullptr || !seen_.contains(path)) return;
@@ -111,6 +112,24 @@ void BluezCentral::note_sighting(const std::string& path) {
   if (address.empty() || name.empty()) return;
   const MutexLock<Mutex> hold(mutex_);
   if (scanning_) discovered_[address] = name;
+}
+
+// A strap that is connected already, by the desktop's panel or by a program that was killed, is
+// announced by nobody: it has stopped advertising. A link of our own that is being ended says
+// nothing; when it is down the strap speaks for itself.
+void BluezCentral::note_connected(const std::string& path) {
+  if (!scanning_ || !is_connected(objects_, path) || is_ours(path)) return;
+  seen_.insert(path);
+  note_sighting(path);
+}
+
+bool BluezCentral::is_ours(const std::string& path) const {
+  const Properties* device = find_interface(objects_, path, k_device_interface);
+  const std::string address = device == nullptr ? "" : text_of(*device, "Address");
+  return (link_ != nullptr && link_->address() == address) ||
+         std::any_of(farewells_.begin(), farewells_.end(), [&](const auto& farewell) {
+           return farewell->address() == address && !farewell->is_over();
+         });
 }
 
 bool BluezCentral::was_discovered(const std::string& address) {
@@ -251,6 +270,7 @@ void BluezCentral::properties_changed(const std::string& path, const std::string
     if (scanning_ && changed.contains("RSSI")) seen_.insert(path);
     note_sighting(path);
     if (changed.contains("Connected")) {
+      note_connected(path);
       for (const auto& farewell : std::vector(farewells_)) farewell->device_changed(path);
     }
   }

@@ -59,6 +59,8 @@ class BluezCentral : public Central, private BluezListener {
   void lose_scan(const std::string& why) TVN_EXCLUDES(mutex_);
   void refuse_discovery(const std::string& why);
   void note_sighting(const std::string& path) TVN_EXCLUDES(mutex_);
+  void note_connected(const std::string& path);
+  bool is_ours(const std::string& path) const;
   void begin_link(const std::string& address);
   void end_link(Farewell::Manner manner);
   void link_is_down(const std::string& address, bool tell);

@@ -298,6 +298,13 @@ void Bluetoothd::expire(const std::string& address) {
   run([&] { state_->session_of(address).remove_objects(); });
 }
 
+void Bluetoothd::connect_elsewhere(const std::string& address) {
+  run([&] {
+    state_->session_of(address).connect_for_another();
+    state_->wait_until_heard();
+  });
+}
+
 void Bluetoothd::drop_link(const std::string& address) {
   run([&] { state_->session_of(address).drop_link(); });
 }

@@ -38,6 +38,9 @@ class Bluetoothd {
   void add_adapter();
   // Nothing heard of a device for 30 s: its objects go.
   void expire(const std::string& address);
+  // Somebody else on this computer, or a program that was killed, holds the link: the strap is
+  // silent, and nothing but its properties tells of it.
+  void connect_elsewhere(const std::string& address);
   // The strap ends the link: out of reach, or taken off.
   void drop_link(const std::string& address);
   // A notification with any bytes on any characteristic ("data", "control", "heart_rate").

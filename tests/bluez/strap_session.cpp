@@ -232,6 +232,13 @@ void StrapSession::come_up(const CallPointer& call) {
   });
 }
 
+void StrapSession::connect_for_another() {
+  connected_ = true;
+  ++link_;
+  set({{"Connected", true}});
+  announce_services();
+}
+
 void StrapSession::announce_services() {
   if (strap.resolves_early) resolve();
   const unsigned link = link_;

@@ -50,7 +50,8 @@ class StrapSession {
   void forget_signal_strength();
   void adapter_is_off();
   void drop_link();
-  void link_is_gone();  // without a word: bluetoothd itself has gone
+  void connect_for_another();  // another client of bluetoothd has the link
+  void link_is_gone();         // without a word: bluetoothd itself has gone
   void answer(const CallPointer& call, const std::string& path, const std::string& member);
   void send_value(const std::string& characteristic, const Bytes& value);
   std::size_t samples_sent() const { return sent_; }

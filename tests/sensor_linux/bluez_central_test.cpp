@@ -1,6 +1,7 @@
 // What is particular to BlueZ: expiry, slow ends, connections that come and go at the wrong moment.
 // The fake bluetoothd behaves as version 5.66 was traced to do.
 #include <filesystem>
+#include <thread>
 
 #include "base/clock.h"
 #include "tests/sensor_linux/bluez_fixture.h"
@@ -77,6 +78,47 @@ TEST_F(BluezCentralTest, OnlyWhatThisScanHasSeenIsListed) {
   bluetoothd().change_strap(slow.address, [](fake::Strap& strap) { strap.advertises = false; });
   EXPECT_EQ(scan().devices.size(), 1u);
   EXPECT_TRUE(search_has_ended());
+}
+
+// It has stopped advertising, and would be announced by nobody.
+TEST_F(BluezCentralTest, AStrapThatSomebodyElseHasConnectedIsListedAndStreams) {
+  begin();
+  world_.remember_strap();
+  fake::Strap nameless;
+  nameless.address = "C8:0F:10:00:00:01";
+  bluetoothd().add_strap(nameless, true);
+  bluetoothd().connect_elsewhere(nameless.address);
+  bluetoothd().connect_elsewhere(k_strap);
+  const ScanResult found = scan();
+  ASSERT_EQ(found.devices.size(), 1u);
+  EXPECT_EQ(found.devices[0].identifier, k_strap);
+  ASSERT_TRUE(search_has_ended());
+  EXPECT_TRUE(stream());
+  bluetoothd().drop_link(k_strap);
+  ASSERT_TRUE(world_.wait_for_status(k_disconnected));
+  bluetoothd().change_strap(k_strap, [](fake::Strap& strap) { strap.advertises = false; });
+  EXPECT_EQ(scan().devices.size(), 0u);  // it is not there any more
+}
+
+TEST_F(BluezCentralTest, AConnectionThatComesUpDuringAScanCountsAsSeen) {
+  world_.strap().advertises = false;
+  begin();
+  world_.remember_strap();
+  std::thread other([this] {
+    EXPECT_TRUE(wait_until([this] { return bluetoothd().is_discovering(); }));
+    bluetoothd().connect_elsewhere(k_strap);
+  });
+  EXPECT_EQ(scan().devices.size(), 1u);
+  other.join();
+  EXPECT_TRUE(search_has_ended());
+}
+
+TEST_F(BluezCentralTest, ALinkOfOurOwnThatAScanEndsIsNoSighting) {
+  world_.strap().disconnect_seconds = 5.0;  // is still up when the scan is over
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  EXPECT_EQ(scan().devices.size(), 0u);
 }
 
 TEST_F(BluezCentralTest, ScansOnTheHeelsOfOneAnotherAllSucceed) {
