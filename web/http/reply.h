@@ -27,7 +27,10 @@ Reply not_found_reply();
 // The header block of an event stream, and what makes its events.
 Reply event_stream_reply(EventFunction next_event);
 
-// One event of the stream: "data: " + text + "\n\n".
+// One event of a stream: "data: " before the text and "\n\n" after it. A carriage return or line
+// feed in the text would end its line and cut the event in two, so every line of it goes out as a
+// "data: " line of the same event, which the browser joins again with line feeds (WHATWG HTML,
+// "Server-sent events"). Linear.
 std::string event_text(std::string_view data);
 
 // The content type by the end of `path`, case-sensitively.

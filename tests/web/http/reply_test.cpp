@@ -35,6 +35,14 @@ TEST(EventStream, IsFramedToTheByte) {
   EXPECT_EQ(event_text("{}"), "data: {}\n\n");
 }
 
+// What a browser makes of an event: its "data" lines, joined by line feeds.
+TEST(EventStream, ATextOfSeveralLinesIsOneEvent) {
+  EXPECT_EQ(event_text("{\"a\":\"x\ry\"}"), "data: {\"a\":\"x\ndata: y\"}\n\n");
+  EXPECT_EQ(event_text("a\r\nb\n\rc"), "data: a\ndata: b\ndata: \ndata: c\n\n");
+  EXPECT_EQ(event_text("\r"), "data: \ndata: \n\n");
+  EXPECT_EQ(event_text(""), "data: \n\n");
+}
+
 TEST(FileReply, PrefersTheFileOnDisk) {
   const TemporaryFolder folder;
   ASSERT_TRUE(write_file(folder / "index.html", "<p>mine</p>"));
