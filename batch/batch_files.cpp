@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -23,7 +24,7 @@ std::string lower_case(std::string_view text) {
 
 // Folder by folder, each on its own: a folder that vanishes or may not be read ends only itself,
 // where the standard library's recursive walk would end as a whole.
-void walk(const std::string& root, std::vector<fs::path>& files) {
+void walk(const std::string& root, std::set<fs::path>& files) {
   std::vector<fs::path> folders = {root};
   while (!folders.empty()) {
     const fs::path folder = std::move(folders.back());
@@ -33,12 +34,21 @@ void walk(const std::string& root, std::vector<fs::path>& files) {
          entry.increment(error)) {
       std::error_code unreadable;
       if (entry->is_regular_file(unreadable)) {
-        files.push_back(entry->path());
+        files.insert(entry->path());
       } else if (entry->symlink_status(unreadable).type() == fs::file_type::directory) {
         folders.push_back(entry->path());
       }
     }
   }
+}
+
+// Whether the file is the heart rate that an export of the program wrote beside its ECG.
+bool is_exported_heart_rate(const fs::path& file, const std::set<fs::path>& files) {
+  constexpr std::string_view k_heart_rate = "_HR.txt";
+  std::string name = file.filename().string();
+  if (!name.ends_with(k_heart_rate)) return false;
+  name.replace(name.size() - k_heart_rate.size(), k_heart_rate.size(), "_ECG.txt");
+  return files.contains(file.parent_path() / name);
 }
 
 std::string group_label(const std::string& parent) {
@@ -58,11 +68,12 @@ bool is_recording_name(std::string_view file_name) {
 
 std::vector<BatchGroup> find_recordings(const std::string& root, bool single,
                                         const std::string& batch_name) {
-  std::vector<fs::path> files;
+  std::set<fs::path> files;
   walk(root, files);
   std::map<std::string, BatchGroup> groups;
   for (const fs::path& file : files) {
     if (!is_recording_name(file.filename().string())) continue;
+    if (is_exported_heart_rate(file, files)) continue;
     const std::string parent = file.parent_path().string();
     BatchGroup& group = groups[single ? "" : parent];
     group.label = !single ? group_label(parent) : batch_name.empty() ? "import" : batch_name;

@@ -19,7 +19,8 @@ bool is_recording_name(std::string_view file_name);
 
 // The recordings below `root`, in byte order of their folders' paths: all as one group labelled
 // with the batch name ("import" when it is empty), or a group per folder labelled with the folder's
-// name. Links to files are followed, links to folders are not, so that no loop is walked. What
+// name. NAME_HR.txt, the heart rate of an export, is left out where NAME_ECG.txt stands beside it.
+// Links to files are followed, links to folders are not, so that no loop is walked. What
 // cannot be read is left out; a root that cannot be read gives nothing.
 std::vector<BatchGroup> find_recordings(const std::string& root, bool single,
                                         const std::string& batch_name);

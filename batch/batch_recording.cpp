@@ -13,6 +13,7 @@
 #include "analysis/statistics.h"
 #include "analysis/tfr/rows.h"
 #include "base/files.h"
+#include "base/rounding.h"
 #include "recording/raw_ecg.h"
 #include "recording/rr_export.h"
 #include "session/engine.h"
@@ -47,7 +48,8 @@ std::optional<Beats> kubios_beats(std::vector<double> intervals) {
   const bool positive = std::ranges::all_of(beats.rr_seconds, [](double rr) { return rr > 0; });
   const double seconds = std::accumulate(beats.rr_seconds.begin(), beats.rr_seconds.end(), 0.0);
   if (!positive || !(seconds <= k_longest_recording)) return std::nullopt;
-  beats.n_samples = static_cast<std::size_t>(seconds * k_ecg_rate);
+  // The nearest sample: a sum of 79.99999999999999 s is 80 s, and has its last breathing cycle.
+  beats.n_samples = round_to_integer<std::size_t>(seconds * k_ecg_rate);
   beats.label = "Kubios RR (" + std::to_string(n) + " beats)";
   return beats;
 }

@@ -97,6 +97,19 @@ TEST_F(FindRecordings, TakesNamesThatAreNotUtf8) {
   EXPECT_THAT(found(), ElementsAre("\xff\xfe: \xff\xfe/\x80.txt"));
 }
 
+TEST_F(FindRecordings, TakesOfAnExportTheEcgAlone) {
+  add("a/Anna_ECG.txt");
+  add("a/Anna_HR.txt");
+  add("a/Berta_HR.txt");  // somebody's own file
+  add("a/Carla_ECG.csv");
+  add("a/Carla_HR.txt");
+  add("b/Berta_ECG.txt");
+  add("b/_HR.txt");
+  EXPECT_THAT(found(),
+              ElementsAre("a: a/Anna_ECG.txt a/Berta_HR.txt a/Carla_ECG.csv a/Carla_HR.txt",
+                          "b: b/Berta_ECG.txt b/_HR.txt"));
+}
+
 TEST_F(FindRecordings, ATrailingSlashChangesNothing) {
   add("a/1.txt");
   const auto plain = find_recordings(folder_ / "a", false, "");

@@ -105,6 +105,17 @@ TEST_F(BatchJobTest, OneReportForAllFilesOfOnePerson) {
   EXPECT_THAT(table, testing::ContainsRegex("\n4,[0-9.]+,,\npow,[0-9.]+,,[0-9.]+\n$"));
 }
 
+// 100 intervals of 0.8 s on average are five breathing cycles of 16 s, though their sum in floating point is
+// 79.99999999999999 s.
+TEST_F(BatchJobTest, ASumOfIntervalsIsRoundedToTheNearestSample) {
+  std::string text = "Kubios HRV\nRR INTERVAL DATA\n,Time,RR\n";
+  for (int i = 0; i < 50; ++i) text += ",1,0.75\n,2,0.85\n";
+  add("p/rr.csv", text);
+  run();
+  const std::string table = content("p_export/p_TVN_logpower.csv");
+  EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 1 + 5 + 1) << table;
+}
+
 TEST_F(BatchJobTest, ReadsKubiosIntervalsInSecondsAndMilliseconds) {
   add_kubios("s/in seconds.csv", 1);
   add_kubios("ms/in milliseconds.txt", 1000);
