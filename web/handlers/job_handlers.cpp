@@ -1,5 +1,7 @@
 #include "web/handlers/job_handlers.h"
 
+#include <atomic>
+
 #include "base/json.h"
 #include "base/names.h"
 #include "batch/batch_job.h"
@@ -30,6 +32,22 @@ std::string batch_name(const QueryParams& query) {
 std::string error_member(const std::string& error) {
   return error.empty() ? "" : R"(,"error":)" + json_quote(error);
 }
+
+// The turn to show a dialog, unless somebody has it already; given back at the end.
+class DialogTurn {
+ public:
+  explicit DialogTurn(std::atomic<bool>& open) : open_(open), mine_(!open.exchange(true)) {}
+  DialogTurn(const DialogTurn&) = delete;
+  DialogTurn& operator=(const DialogTurn&) = delete;
+  ~DialogTurn() {
+    if (mine_) open_ = false;
+  }
+  bool is_mine() const { return mine_; }
+
+ private:
+  std::atomic<bool>& open_;
+  bool mine_;
+};
 
 }  // namespace
 
@@ -73,8 +91,12 @@ Reply handle_export_status(const Request&, Site& site) {
 
 Reply handle_batch_start(const Request& request, Site& site) {
   if (site.engine.batch_running) return batch_reply(false);
-  const bool named = has_param(request.query, "root");
-  const std::string root = named ? text_param(request.query, "root") : choose_folder();
+  std::string root = text_param(request.query, "root");
+  if (!has_param(request.query, "root")) {
+    const DialogTurn turn(site.dialog_open);
+    if (!turn.is_mine()) return batch_refusal("A folder dialog is already open.");
+    root = choose_folder();
+  }
   if (root.empty()) return batch_refusal("No folder selected.");
   return batch_reply(start_batch(site.engine, root, false, ""));
 }

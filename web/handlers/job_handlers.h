@@ -17,7 +17,7 @@ Reply handle_tfr_images(const Request& request, Site& site);
 // "exporting" in every case, too.
 Reply handle_export(const Request& request, Site& site);
 Reply handle_export_status(const Request& request, Site& site);
-// "root" names the folder; without it the platform's folder chooser is shown.
+// "root" names the folder; without it the platform's folder chooser is shown, one at a time.
 Reply handle_batch_start(const Request& request, Site& site);
 // Over the uploaded files, with the person and breathing of the request.
 Reply handle_batch_run(const Request& request, Site& site);

@@ -2,6 +2,7 @@
 // method is never looked at. Works on bytes, without a socket.
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "session/engine.h"
@@ -17,6 +18,8 @@ struct Site {
   // Held from making sure that no batch runs to having started one over the upload folder: an
   // import must not remove what the batch of another request, begun at the same time, reads.
   Mutex upload_control = {};
+  // Set while a folder dialog is open: a second one would only hide behind it.
+  std::atomic<bool> dialog_open = false;
 };
 
 // The reply to `request`; the not-found reply when no path matches. May throw what a handler

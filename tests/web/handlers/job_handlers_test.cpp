@@ -1,6 +1,7 @@
 #include "web/handlers/job_handlers.h"
 
 #include <set>
+#include <thread>
 
 #include "tests/stand_in.h"
 #include "tests/web/handlers/site_fixture.h"
@@ -39,6 +40,24 @@ TEST_F(JobHandlersTest, RefuseASecondBatchWithoutOpeningTheDialog) {
   body("/batch_start");
   ASSERT_TRUE(done("/batch_status"));
   EXPECT_TRUE(std::filesystem::exists(folder_ / "shown"));
+}
+
+TEST_F(JobHandlersTest, OpenOneFolderDialogAtATime) {
+  const std::string open = folder_ / "open", close = folder_ / "close";
+  const StandIn dialog("zenity", "echo shown >> '" + open + "'; while [ ! -e '" + close +
+                                     "' ]; do sleep 0.01; done");
+  std::thread first([this] {
+    EXPECT_EQ(body("/batch_start"), R"({"ok":false,"reason":"No folder selected."})");
+  });
+  EXPECT_TRUE(wait_until([&] { return std::filesystem::exists(open); }));
+  EXPECT_EQ(body("/batch_start"), R"({"ok":false,"reason":"A folder dialog is already open."})");
+  EXPECT_EQ(body("/batch_start?root="), R"({"ok":false,"reason":"No folder selected."})");
+  ASSERT_TRUE(write_file(close, ""));
+  first.join();
+  EXPECT_EQ(body("/batch_start"), R"({"ok":false,"reason":"No folder selected."})");
+  std::string shown;
+  ASSERT_TRUE(read_file(open, shown));
+  EXPECT_EQ(shown, "shown\nshown\n");
 }
 
 TEST_F(JobHandlersTest, TellWhichPictureIsWhich) {
