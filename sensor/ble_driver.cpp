@@ -38,11 +38,12 @@ bool BleDriver::wait_for_adapter() {
   return central_->powered_on();
 }
 
-Refusal BleDriver::look_around() {
+Refusal BleDriver::look_around(std::vector<SensorDevice>& devices) {
   if (Refusal refusal = central_->stop_scan()) return refusal;
   if (Refusal refusal = central_->start_scan()) return refusal;
   sleep_seconds(waits_.scan_seconds);
-  return central_->stop_scan();
+  if (Refusal refusal = central_->stop_scan()) return refusal;
+  return central_->discovered(devices);
 }
 
 ScanResult BleDriver::scan() {
@@ -52,11 +53,11 @@ ScanResult BleDriver::scan() {
     sensor_log(k_log_scan_not_powered);
     return {{}, k_scan_not_powered};
   }
-  if (const Refusal refusal = look_around()) {
+  ScanResult result;
+  if (const Refusal refusal = look_around(result.devices)) {
     sensor_log(scan_exception_line(*refusal));
     return {{}, scan_failed_text(*refusal)};
   }
-  ScanResult result{central_->discovered(), ""};
   sensor_log(scan_done_line(result.devices.size()));
   return result;
 }

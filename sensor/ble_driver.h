@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "base/mutex.h"
 #include "sensor/central.h"
@@ -36,7 +37,7 @@ class BleDriver : public SensorDriver {
 
  private:
   bool wait_for_adapter();
-  Refusal look_around();
+  Refusal look_around(std::vector<SensorDevice>& devices);
 
   const std::unique_ptr<Central> central_;
   const DriverWaits waits_;

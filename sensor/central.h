@@ -25,8 +25,8 @@ class Central {
   virtual Refusal start_scan() = 0;
   // Ends a scan; what was seen is kept, so that connecting works afterwards.
   virtual Refusal stop_scan() = 0;
-  // The devices with a name that were seen since the last start of a scan.
-  virtual std::vector<SensorDevice> discovered() = 0;
+  // Puts the devices with a name that were seen since the last start of a scan into `devices`.
+  virtual Refusal discovered(std::vector<SensorDevice>& devices) = 0;
   // Begins to connect to a device that was seen or that the platform knows; the conversation that
   // starts the ECG follows by itself.
   virtual Refusal connect_to(const std::string& identifier) = 0;

@@ -94,11 +94,11 @@ Refusal BluezCentral::stop_scan() {
   return std::exchange(scan_lost_, std::nullopt);
 }
 
-std::vector<SensorDevice> BluezCentral::discovered() {
+Refusal BluezCentral::discovered(std::vector<SensorDevice>& devices) {
   const MutexLock<Mutex> hold(mutex_);
-  std::vector<SensorDevice> devices;
+  devices.clear();
   for (const auto& [address, name] : discovered_) devices.push_back({address, name});
-  return devices;
+  return std::nullopt;
 }
 
 // A device counts as seen when bluetoothd announces it or its signal strength during the scan, or

@@ -36,7 +36,7 @@ class BluezCentral : public Central, private BluezListener {
   Refusal start_scan() override TVN_EXCLUDES(mutex_);
   Refusal stop_scan() override TVN_EXCLUDES(mutex_);
   // Ordered by address.
-  std::vector<SensorDevice> discovered() override TVN_EXCLUDES(mutex_);
+  Refusal discovered(std::vector<SensorDevice>& devices) override TVN_EXCLUDES(mutex_);
   Refusal connect_to(const std::string& identifier) override;
   Refusal disconnect() override;
   void explain_adapter() override;

@@ -1,8 +1,10 @@
 #include "sensor/macos/mac_ble.h"
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "sensor/adapter_state.h"
@@ -10,6 +12,10 @@
 
 namespace tvn {
 namespace {
+
+// 3 s at most.
+constexpr int k_leave_rounds = 150;
+constexpr std::chrono::milliseconds k_leave_round{20};
 
 Refusal refusal_from(NSException* exception) {
   const char* reason = [[exception reason] UTF8String];
@@ -50,19 +56,23 @@ class TvnBleCentral : public Central {
     return std::nullopt;
   }
 
-  std::vector<SensorDevice> discovered() override {
+  Refusal discovered(std::vector<SensorDevice>& devices) override {
     std::map<std::string, std::string> by_identifier;  // so that every scan has one order
     @autoreleasepool {
-      NSDictionary* snapshot = [ble_ discoveredSnapshot];
-      for (NSString* identifier in snapshot) {
-        CBPeripheral* peripheral = [snapshot objectForKey:identifier];
-        const char* name = [[peripheral name] UTF8String];
-        by_identifier[[identifier UTF8String]] = name == nullptr ? "" : name;
+      @try {
+        NSDictionary* snapshot = [ble_ discoveredSnapshot];
+        for (NSString* identifier in snapshot) {
+          CBPeripheral* peripheral = [snapshot objectForKey:identifier];
+          const char* name = [[peripheral name] UTF8String];
+          by_identifier[[identifier UTF8String]] = name == nullptr ? "" : name;
+        }
+      } @catch (NSException* exception) {
+        return refusal_from(exception);
       }
     }
-    std::vector<SensorDevice> devices;
+    devices.clear();
     for (const auto& [identifier, name] : by_identifier) devices.push_back({identifier, name});
-    return devices;
+    return std::nullopt;
   }
 
   Refusal connect_to(const std::string& identifier) override {
@@ -95,8 +105,13 @@ class TvnBleCentral : public Central {
     }
   }
 
-  // The system ends the connections of a process that ends.
-  void leave() override {}
+  // The system ends the connections of a process that ends, but a command that it has not passed
+  // on by then is lost.
+  void leave() override {
+    for (int i = 0; i < k_leave_rounds && [ble_ stopPending]; ++i) {
+      std::this_thread::sleep_for(k_leave_round);
+    }
+  }
 
  private:
   TVNBle* ble_ = nil;

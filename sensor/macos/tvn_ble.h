@@ -11,17 +11,21 @@
 @interface TVNBle : NSObject <CBCentralManagerDelegate, CBPeripheralDelegate> {
   CBCentralManager* _central;
   CBPeripheral* _peripheral;
+  CBPeripheral* _leaving;
   NSMutableDictionary* _discovered;
   CBCharacteristic* _controlChar;
   NSString* _wantAddress;
   BOOL _poweredOn;
   BOOL _scanning;
   BOOL _ecgStarted;
+  BOOL _stopPending;
 }
 
 @property(strong) CBCentralManager* central;
 // The strap that is connected or being connected; nil without one.
 @property(strong) CBPeripheral* peripheral;
+// The strap whose connection the program itself is ending, until the system has told its end.
+@property(strong) CBPeripheral* leaving;
 // Named peripherals by identifier, seen since the last startScan. Only while synchronised on self.
 @property(strong) NSMutableDictionary* discovered;
 // The control point of the strap's measurements; nil until it is discovered.
@@ -30,6 +34,8 @@
 @property BOOL scanning;
 // Whether this connection was told to start the ECG.
 @property BOOL ecgStarted;
+// Whether the strap has yet to answer the command to stop.
+@property BOOL stopPending;
 // The identifier that was last asked for.
 @property(copy) NSString* wantAddress;
 

@@ -44,11 +44,13 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 
 @synthesize central = _central;
 @synthesize peripheral = _peripheral;
+@synthesize leaving = _leaving;
 @synthesize discovered = _discovered;
 @synthesize controlChar = _controlChar;
 @synthesize poweredOn = _poweredOn;
 @synthesize scanning = _scanning;
 @synthesize ecgStarted = _ecgStarted;
+@synthesize stopPending = _stopPending;
 @synthesize wantAddress = _wantAddress;
 
 - (instancetype)init {
@@ -85,6 +87,7 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
   CBPeripheral* leftover = self.peripheral;
   if (leftover == nil) return;
   tvn::sensor_log(tvn::k_log_leftover);
+  self.leaving = leftover;
   @try {
     [self.central cancelPeripheralConnection:leftover];
   } @catch (NSException* exception) {
@@ -138,12 +141,17 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
   self.peripheral = nil;
   self.controlChar = nil;
   self.ecgStarted = NO;
+  if (strap != nil) self.leaving = strap;
   @try {
     if (strap != nil && control != nil && [strap state] == CBPeripheralStateConnected) {
+      self.stopPending = YES;
       [strap writeValue:data_of(tvn::k_stop_ecg)
           forCharacteristic:control
                        type:CBCharacteristicWriteWithResponse];
     }
+  } @catch (NSException* exception) {
+    self.stopPending = NO;
+    @throw;
   } @finally {
     if (strap != nil) [self.central cancelPeripheralConnection:strap];
   }
@@ -168,6 +176,8 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 }
 
 - (void)centralManager:(CBCentralManager*)central didConnectPeripheral:(CBPeripheral*)peripheral {
+  if (peripheral == self.leaving) self.leaving = nil;
+  if (peripheral != self.peripheral) return;
   tvn::sensor_log(tvn::k_log_connected);
   tvn::report_status(tvn::k_status_connected);
   NSArray* services = [NSArray
@@ -181,15 +191,24 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 - (void)centralManager:(CBCentralManager*)central
     didFailToConnectPeripheral:(CBPeripheral*)peripheral
                          error:(NSError*)error {
+  if (peripheral != self.peripheral) return;
   tvn::report_status(tvn::connection_failed_text(text_of([error localizedDescription])));
 }
 
 - (void)centralManager:(CBCentralManager*)central
     didDisconnectPeripheral:(CBPeripheral*)peripheral
                       error:(NSError*)error {
+  if (peripheral == self.leaving) {
+    self.leaving = nil;
+    self.stopPending = NO;
+    if (self.peripheral != nil) return;  // a newer run has statuses of its own
+  } else if (peripheral != self.peripheral) {
+    return;
+  }
   tvn::report_status(tvn::k_status_disconnected);
 }
 
+// What a strap tells that was forgotten, or replaced by another, is for nobody.
 #pragma mark - What the strap tells, on the queue
 
 - (void)peripheral:(CBPeripheral*)peripheral didDiscoverServices:(NSError*)error {
@@ -201,6 +220,7 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 - (void)peripheral:(CBPeripheral*)peripheral
     didDiscoverCharacteristicsForService:(CBService*)service
                                    error:(NSError*)error {
+  if (peripheral != self.peripheral) return;
   for (CBCharacteristic* characteristic in [service characteristics]) {
     const tvn::StrapRole role = role_of(characteristic);
     if (role != tvn::StrapRole::data && role != tvn::StrapRole::heart_rate) continue;
@@ -228,6 +248,7 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
     didWriteValueForCharacteristic:(CBCharacteristic*)characteristic
                              error:(NSError*)error {
   if (role_of(characteristic) != tvn::StrapRole::control_point) return;
+  if (peripheral == self.leaving) self.stopPending = NO;
   if (error != nil) {
     tvn::sensor_log(tvn::write_refused_line(text_of([error localizedDescription])));
   }
@@ -247,7 +268,8 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
     didUpdateValueForCharacteristic:(CBCharacteristic*)characteristic
                               error:(NSError*)error {
   // Without a control point nothing was asked for: frames of the last run's link, on its way out.
-  if (self.controlChar == nil || role_of(characteristic) != tvn::StrapRole::data) return;
+  if (peripheral != self.peripheral || self.controlChar == nil) return;
+  if (role_of(characteristic) != tvn::StrapRole::data) return;
   NSData* value = [characteristic value];
   const auto* bytes = static_cast<const std::uint8_t*>([value bytes]);
   tvn::hand_on_samples(tvn::decode_ecg_frame({bytes, static_cast<std::size_t>([value length])}));

@@ -105,8 +105,8 @@ TEST_F(BatchJobTest, OneReportForAllFilesOfOnePerson) {
   EXPECT_THAT(table, testing::ContainsRegex("\n4,[0-9.]+,,\npow,[0-9.]+,,[0-9.]+\n$"));
 }
 
-// 100 intervals of 0.8 s on average are five breathing cycles of 16 s, though their sum in floating point is
-// 79.99999999999999 s.
+// 100 intervals of 0.8 s on average are five breathing cycles of 16 s, though their sum in floating
+// point is 79.99999999999999 s.
 TEST_F(BatchJobTest, ASumOfIntervalsIsRoundedToTheNearestSample) {
   std::string text = "Kubios HRV\nRR INTERVAL DATA\n,Time,RR\n";
   for (int i = 0; i < 50; ++i) text += ",1,0.75\n,2,0.85\n";

@@ -23,7 +23,10 @@ struct ScriptedCentral : Central {
   }
   Refusal start_scan() override { return note("start_scan"), start_scan_refusal; }
   Refusal stop_scan() override { return note("stop_scan"), stop_scan_refusal; }
-  std::vector<SensorDevice> discovered() override { return devices; }
+  Refusal discovered(std::vector<SensorDevice>& found) override {
+    found = devices;
+    return discovered_refusal;
+  }
   Refusal connect_to(const std::string& identifier) override {
     return note("connect_to " + identifier), connect_refusal;
   }
@@ -40,7 +43,7 @@ struct ScriptedCentral : Central {
   std::mutex mutex;
   std::vector<std::string> calls;
   std::vector<SensorDevice> devices;
-  Refusal start_scan_refusal, stop_scan_refusal, connect_refusal;
+  Refusal start_scan_refusal, stop_scan_refusal, discovered_refusal, connect_refusal;
   std::atomic<int> power_checks = 0;
   std::atomic<int> off_for_checks = 0;
 };
@@ -92,6 +95,9 @@ TEST_F(BleDriverTest, ARefusedScanSaysWhy) {
   central_->stop_scan_refusal = "the service stopped";
   EXPECT_EQ(driver_.scan().error, "Bluetooth scan failed: the service stopped");
   EXPECT_EQ(log_.lines().back(), "MacBle::scan() EXCEPTION: the service stopped");
+  central_->stop_scan_refusal.reset();
+  central_->discovered_refusal = "no list";
+  EXPECT_EQ(driver_.scan().error, "Bluetooth scan failed: no list");
 }
 
 TEST_F(BleDriverTest, AStartWaitsForTheAdapterAndConnectsAnyway) {

@@ -25,6 +25,14 @@ void throw_at_scans(const std::string& reason);
 void throw_at_stop_scan(const std::string& reason);
 void throw_at_connect(const std::string& reason);
 void throw_at_cancel(const std::string& reason);  // "" no more
+// No connection comes about, for this reason; "" no more.
+void refuse_connections(const std::string& message);
+// The system takes so long over the end of a connection.
+void end_connections_after(double seconds);
+// A device's name cannot be had outside the queue.
+void throw_at_names(const std::string& reason);
+// Everything that a connection makes the framework tell, of a device that nobody asked for.
+void tell_of_a_stranger();
 // Nothing is told for so long; requests meanwhile are answered after it.
 void hold_queue(double seconds);
 void bring_devices();

@@ -12,8 +12,7 @@ NSString* const CBCentralManagerScanOptionAllowDuplicatesKey = @"AllowDuplicates
 
 namespace {
 
-// The system takes a moment over the end of a connection.
-constexpr double k_disconnect_seconds = 0.02;
+constexpr double k_advertising_seconds = 0.04;
 
 struct Air {
   CBManagerState state = CBManagerStatePoweredOn;
@@ -22,6 +21,8 @@ struct Air {
   std::string stop_scan_exception;
   std::string connect_exception;
   std::string cancel_exception;
+  std::string name_exception;
+  double disconnect_seconds = 0.02;  // the system takes a moment over the end of a connection
   bool has_come = false;
   bool is_known = false;
   CBPeripheral* strap = nil;
@@ -148,6 +149,7 @@ void end_link(CBPeripheral* peripheral) {
   return identifier_;
 }
 - (NSString*)name {
+  if (!queue()->is_current()) throw_if(g_air.name_exception);
   return name_;
 }
 - (CBPeripheralState)state {
@@ -232,7 +234,7 @@ void end_link(CBPeripheral* peripheral) {
                                RSSI:[NSNumber numberWithInt:-58]];
         }
       },
-      2 * k_disconnect_seconds);
+      k_advertising_seconds);
 }
 - (void)stopScan {
   throw_if(g_air.stop_scan_exception);
@@ -259,7 +261,7 @@ void end_link(CBPeripheral* peripheral) {
 }
 - (void)cancelPeripheralConnection:(CBPeripheral*)peripheral {
   throw_if(g_air.cancel_exception);
-  queue_->post([peripheral] { end_link(peripheral); }, k_disconnect_seconds);
+  queue_->post([peripheral] { end_link(peripheral); }, g_air.disconnect_seconds);
 }
 @end
 
@@ -299,6 +301,44 @@ void throw_at_connect(const std::string& reason) {
 
 void throw_at_cancel(const std::string& reason) {
   queue()->run([&] { g_air.cancel_exception = reason; });
+}
+
+void refuse_connections(const std::string& message) {
+  queue()->run([&] { g_air.behaviour.connect_error = message; });
+}
+
+void end_connections_after(double seconds) {
+  queue()->run([&] { g_air.disconnect_seconds = seconds; });
+}
+
+void throw_at_names(const std::string& reason) {
+  queue()->run([&] { g_air.name_exception = reason; });
+}
+
+void tell_of_a_stranger() {
+  queue()->run([] {
+    CBCentralManager* manager = g_air.manager;
+    CBPeripheral* stranger = g_air.nameless;
+    CBPeripheral* strap = g_air.strap;
+    stranger->delegate_ = strap->delegate_;
+    stranger->services_ = [strap_services(true) retain];
+    CBService* measurements = [stranger->services_ objectAtIndex:1];
+    CBCharacteristic* control = [[measurements characteristics] objectAtIndex:0];
+    CBCharacteristic* data = [[measurements characteristics] objectAtIndex:1];
+    const unsigned char frame[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0};
+    data->value_ = [[NSData alloc] initWithBytes:frame length:sizeof frame];
+    [manager->delegate_ centralManager:manager didConnectPeripheral:stranger];
+    [stranger->delegate_ peripheral:stranger didDiscoverServices:nil];
+    [stranger->delegate_ peripheral:stranger
+        didDiscoverCharacteristicsForService:measurements
+                                       error:nil];
+    [stranger->delegate_ peripheral:stranger didWriteValueForCharacteristic:control error:nil];
+    [stranger->delegate_ peripheral:stranger didUpdateValueForCharacteristic:data error:nil];
+    [manager->delegate_ centralManager:manager
+            didFailToConnectPeripheral:stranger
+                                 error:error_with("too far")];
+    [manager->delegate_ centralManager:manager didDisconnectPeripheral:stranger error:nil];
+  });
 }
 
 void hold_queue(double seconds) {

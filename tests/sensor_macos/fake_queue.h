@@ -2,11 +2,13 @@
 // what uses it.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include <dispatch/dispatch.h>
 
@@ -16,11 +18,14 @@ struct tvn_fake_queue {
   void post(std::function<void()> task, double delay = 0.0);
   // Posts and waits.
   void run(const std::function<void()>& task);
+  // Whether the caller runs on the queue's thread.
+  bool is_current() const { return std::this_thread::get_id() == thread_; }
 
   std::string label;
 
  private:
   void work();
+  std::atomic<std::thread::id> thread_;
   struct Item {
     std::function<void()> task;
     double delay;

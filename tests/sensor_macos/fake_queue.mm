@@ -31,6 +31,7 @@ void tvn_fake_queue::run(const std::function<void()>& task) {
 
 void tvn_fake_queue::work() {
   GSRegisterCurrentThread();
+  thread_ = std::this_thread::get_id();
   for (;;) {
     Item item;
     {

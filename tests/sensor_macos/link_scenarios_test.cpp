@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "base/clock.h"
 #include "sensor/macos/mac_ble.h"
 #include "tests/sensor_macos/fake_air.h"
 #include "tests/sensor_scenarios/scenarios.h"
@@ -12,7 +13,9 @@
 namespace tvn {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
+using testing::Not;
 using Lines = std::vector<std::string>;
 constexpr const char* k_data = "FB005C82-02E7-F387-1CAD-8ACD2D8DF0C8";
 
@@ -43,6 +46,7 @@ class MacWorld : public StrapWorld {
     fake::send_value(k_data, frame);
   }
   std::vector<std::string> writes() override { return fake::written(); }
+  void leave() { driver_->leave(); }
   void settle() override { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }
 
  private:
@@ -106,7 +110,83 @@ TEST_F(MacBleTest, ANewRunOnTheHeelsOfTheLastIsStartedAsWell) {
   EXPECT_TRUE(wait_until([&] { return world_.writes() == expected; }));
   EXPECT_EQ(world_.writes(), expected);
   EXPECT_EQ(world_.statuses().back(), "Streaming ECG…");
+  EXPECT_THAT(world_.statuses(), Not(Contains("Disconnected.")));  // that of the last run
   world_.driver().stop();
+}
+
+TEST_F(MacBleTest, WhatADeviceTellsThatNobodyAskedForIsForNobody) {
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  const Lines statuses = world_.statuses(), log = world_.log().lines(), writes = world_.writes();
+  fake::tell_of_a_stranger();
+  world_.settle();
+  EXPECT_EQ(world_.statuses(), statuses);
+  EXPECT_EQ(world_.log().lines(), log);
+  EXPECT_EQ(world_.writes(), writes);
+  EXPECT_TRUE(world_.samples().empty());
+  fake::drop_link();
+  EXPECT_TRUE(world_.wait_for_status("Disconnected."));
+  world_.driver().stop();
+}
+
+// The system tells nothing of the end of a connection that never came up.
+TEST_F(MacBleTest, ALinkThatDropsIsToldAfterARunThatNeverConnected) {
+  world_.remember_strap();
+  fake::refuse_connections("too far");
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Connection failed: too far"));
+  world_.driver().stop();
+  fake::refuse_connections("");
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  fake::drop_link();
+  EXPECT_TRUE(world_.wait_for_status("Disconnected."));
+  world_.driver().stop();
+}
+
+TEST_F(MacBleTest, ALinkThatDropsAfterANewRunBeganIsTold) {
+  world_.remember_strap();
+  for (int run = 0; run < 2; ++run) {
+    world_.start(world_.strap_identifier());
+    ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+    if (run == 0) world_.driver().stop();
+  }
+  fake::drop_link();
+  EXPECT_TRUE(world_.wait_for_status("Disconnected."));
+  world_.driver().stop();
+}
+
+TEST_F(MacBleTest, LeavingWaitsForTheStrapsAnswerToTheStop) {
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  world_.writes();  // what was asked for is answered
+  fake::end_connections_after(2.0);
+  fake::hold_queue(0.4);
+  const double begun = monotonic_seconds();
+  world_.driver().stop();
+  EXPECT_LT(monotonic_seconds() - begun, 0.2);
+  world_.leave();
+  EXPECT_GE(monotonic_seconds() - begun, 0.38);
+  EXPECT_LT(monotonic_seconds() - begun, 1.5);  // not for the end of the link
+  EXPECT_EQ(world_.writes().back(), "0300");
+  const double again = monotonic_seconds();
+  world_.leave();
+  EXPECT_LT(monotonic_seconds() - again, 0.2);
+}
+
+TEST_F(MacBleTest, LeavingGivesUpOnAStrapThatNeverAnswers) {
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  world_.writes();
+  fake::hold_queue(6.0);
+  const double begun = monotonic_seconds();
+  world_.driver().stop();
+  world_.leave();
+  EXPECT_GE(monotonic_seconds() - begun, 2.9);
+  EXPECT_LT(monotonic_seconds() - begun, 5.0);
 }
 
 // The last run's link goes on for a moment: its frames do not belong to the run that connects.
@@ -146,6 +226,10 @@ TEST_F(MacBleTest, ARunEndsEvenWhenTheFrameworkThrowsAtItsEnd) {
 }
 
 TEST_F(MacBleTest, WhatTheFrameworkThrowsIsShown) {
+  fake::bring_devices();
+  fake::throw_at_names("no names today");
+  EXPECT_EQ(world_.driver().scan().error, "Bluetooth scan failed: no names today");
+  fake::throw_at_names("");
   fake::throw_at_stop_scan("the queue is gone");
   EXPECT_EQ(world_.driver().scan().error, "Bluetooth scan failed: the queue is gone");
   EXPECT_EQ(world_.log().lines().back(), "MacBle::scan() EXCEPTION: the queue is gone");
