@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <utility>
 
 #include "analysis/statistics.h"
 #include "analysis/tfr/kernel.h"
@@ -55,6 +58,52 @@ double fade(double steps_beyond) {
   return 0.5 * (1 + std::cos(k_pi * part));
 }
 
+// How much of the signal is left at each step of the coarse grid.
+std::vector<double> fades(const CoarseSignal& coarse, std::size_t n_steps) {
+  const double flat = static_cast<double>(coarse.flat) / static_cast<double>(coarse.step);
+  const double end = static_cast<double>(coarse.n_signal) / static_cast<double>(coarse.step);
+  std::vector<double> result(n_steps);
+  for (std::size_t j = 0; j < n_steps; ++j) {
+    const double at = static_cast<double>(j) - static_cast<double>(coarse.origin);
+    result[j] = fade(std::fmax(-at, at - end) - flat);
+  }
+  return result;
+}
+
+// The jumps of the prolonged heart rate, whose first sample is prolonged[samples_before].
+std::vector<Jump> find_jumps(const std::vector<double>& prolonged, std::size_t samples_before,
+                             std::span<const std::size_t> boundaries, const CoarseSignal& coarse) {
+  const auto value = [&](std::int64_t at) {
+    return prolonged[static_cast<std::size_t>(static_cast<std::int64_t>(samples_before) + at)];
+  };
+  std::vector<Jump> jumps = {{0, value(0) - value(-1), false}};
+  const std::size_t n = coarse.n_signal;
+  const std::size_t ahead = tfr_head_length(n, boundaries) * k_tfr_padding_rounds;
+  const std::size_t behind = tfr_tail_length(n, boundaries) * k_tfr_padding_rounds;
+  if (ahead < coarse.flat) {
+    const auto at = -static_cast<std::int64_t>(ahead);
+    jumps.push_back({at, value(at) - value(at - 1), false});
+  }
+  if (behind < coarse.flat) {
+    const auto at = static_cast<std::int64_t>(n + behind) - 1;
+    jumps.push_back({at, value(at) - value(at + 1), true});
+  }
+  return jumps;
+}
+
+// A level of height 1 that begins (or ends before) the sample `begin` of the prolonged signal, on
+// the coarse grid. tap_sums: of sums_from_the_end.
+std::vector<double> level_values(bool ends, std::int64_t begin, const std::vector<double>& tap_sums,
+                                 std::size_t step, std::vector<double> faded) {
+  for (std::size_t j = 0; j < faded.size(); ++j) {
+    const auto first = static_cast<std::int64_t>(j * step);
+    const auto before = std::clamp<std::int64_t>(begin - first, 0, std::ssize(tap_sums) - 1);
+    const double after = tap_sums[static_cast<std::size_t>(before)];
+    faded[j] *= ends ? tap_sums[0] - after : after;
+  }
+  return faded;
+}
+
 // The heart rate's place in a piece, in grid steps.
 struct PiecePlace {
   std::size_t n, before;  // of the piece, and of its part ahead of the heart rate
@@ -97,18 +146,14 @@ CoarseSignal make_coarse_signal(std::span<const double> signal,
   const std::vector<double> taps = kernel_taps(coarse.step);
   coarse.origin = steps_before;
   coarse.values.resize(n_steps);
-  const double flat_steps = static_cast<double>(coarse.flat) / static_cast<double>(coarse.step);
-  const double end = static_cast<double>(signal.size()) / static_cast<double>(coarse.step);
-  coarse.jump = prolonged[samples_before] - prolonged[samples_before - 1];
-  coarse.step_values.resize(n_steps);
-  const std::vector<double> step_response = sums_from_the_end(taps);
+  const std::vector<double> faded = fades(coarse, n_steps);
   for (std::size_t j = 0; j < n_steps; ++j) {
-    const double at = static_cast<double>(j) - static_cast<double>(steps_before);
-    const double faded = fade(std::fmax(-at, at - end) - flat_steps);
-    const std::size_t first = j * coarse.step;
-    coarse.values[j] = weighted_sum(prolonged.data() + first, taps) * faded;
-    const std::size_t before_step = samples_before - std::min(first, samples_before);
-    coarse.step_values[j] = step_response[std::min(before_step, taps.size())] * faded;
+    coarse.values[j] = weighted_sum(prolonged.data() + j * coarse.step, taps) * faded[j];
+  }
+  const std::vector<double> tap_sums = sums_from_the_end(taps);
+  for (const Jump& jump : find_jumps(prolonged, samples_before, boundaries, coarse)) {
+    const auto begin = static_cast<std::int64_t>(samples_before) + jump.at + (jump.ends ? 1 : 0);
+    coarse.jumps.push_back({jump, level_values(jump.ends, begin, tap_sums, coarse.step, faded)});
   }
   return coarse;
 }
@@ -144,10 +189,14 @@ PieceSpectrum make_piece_spectrum(const CoarseSignal& signal, std::size_t n) {
       static_cast<double>(before) - static_cast<double>(k_fade_steps - k_half_kernel);
   piece.bins = spectrum(cut_piece(signal, signal.values, place, flat, flat), 1);
   piece.bins.re[n / 2] += signal.mean * static_cast<double>(piece.period);
-  // No column needs the step further than the heart rate goes. Without the cut that ends it, the
+  // No column needs a level further than the heart rate goes. Without the cut that ends it, the
   // wavelet would reach round the period and see the rest.
-  piece.step_bins =
-      spectrum(cut_piece(signal, signal.step_values, place, flat, k_half_kernel), signal.jump);
+  for (const auto& [jump, values] : signal.jumps) {
+    const double before_level = jump.ends ? k_half_kernel : flat;
+    const double behind_level = jump.ends ? flat : k_half_kernel;
+    piece.step_bins.push_back(
+        spectrum(cut_piece(signal, values, place, before_level, behind_level), jump.height));
+  }
   return piece;
 }
 

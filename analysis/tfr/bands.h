@@ -7,8 +7,14 @@
 #include <vector>
 
 #include "analysis/tfr/fft.h"
+#include "analysis/tfr/jump.h"
 
 namespace tvn {
+
+struct CoarseJump {
+  Jump jump;
+  std::vector<double> step_values;  // of a level of height 1 that begins or ends there
+};
 
 // The prolonged heart rate less its mean, at one value per `step` samples.
 struct CoarseSignal {
@@ -18,8 +24,8 @@ struct CoarseSignal {
   std::size_t origin = 0;    // index of the value at the heart rate's first sample
   double mean = 0;           // bpm
   std::vector<double> values;
-  double jump = 0;                  // bpm, at the heart rate's first sample
-  std::vector<double> step_values;  // of a step of height 1 there
+  // Where the recording begins, and where the copies begin and end if a wavelet reaches so far.
+  std::vector<CoarseJump> jumps;
 };
 
 // signal: heart rate at fs; boundaries: its cycles (analysis/tfr/signal.h); reach: samples that the
@@ -36,7 +42,7 @@ struct PieceSpectrum {
   // Bins -n / 2 .. n / 2 - 1, in this order: the sums over the samples of one period of
   // signal * exp(-2 pi i k t / period).
   SplitComplex bins;
-  SplitComplex step_bins;  // the same for the signal's jump alone
+  std::vector<SplitComplex> step_bins;  // the same for each of the signal's jumps alone
 };
 
 // The least period, a power of two of grid steps, in which wavelets of this reach (samples) about

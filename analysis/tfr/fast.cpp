@@ -59,6 +59,13 @@ class PictureMaker {
   // The wavelet's response on its time grid, ready to be read.
   void respond(double freq, double n_cycles) {
     shape_ = morlet_shape(fs_, freq, n_cycles);
+    passed_.clear();
+    for (std::size_t j = 0; j < signal_.jumps.size(); ++j) {
+      const std::size_t beside = k_tfr_kernel_points / 2 * signal_.step;
+      if (wavelet_end_passes(shape_, signal_.jumps[j].jump, signal_.n_signal, beside)) {
+        passed_.push_back(j);
+      }
+    }
     piece_ = &piece_for(piece_length(signal_, static_cast<std::size_t>(shape_.last_point)));
     grid_ = &grid_for(*piece_);
     multiply();
@@ -81,11 +88,15 @@ class PictureMaker {
  private:
   void read(std::span<const uint32_t> columns, std::span<const ColumnSampler::Place> places,
             std::span<float> power) {
-    taken_.re.resize(columns.size());
-    taken_.im.resize(columns.size());
+    taken_.re.assign(columns.size(), 0);
+    taken_.im.assign(columns.size(), 0);
     const double frequency = centre_bin_ * k_two_pi / static_cast<double>(piece_->period);
-    const Jump jump{signal_.jump, frequency, frequency * static_cast<double>(piece_->offset)};
-    const std::size_t first = jump_behind_wavelet(shape_, fs_, jump, columns, taken_);
+    const Carrier carrier{frequency, frequency * static_cast<double>(piece_->offset)};
+    std::size_t first = columns.size();
+    for (const std::size_t j : passed_) {
+      const Jump& jump = signal_.jumps[j].jump;
+      first = std::min(first, add_jump_behind_wavelet(shape_, fs_, jump, carrier, columns, taken_));
+    }
     grid_->sampler.power(grid_->values, places, taken_, first, power);
   }
 
@@ -119,12 +130,26 @@ class PictureMaker {
       const Lanes inverse_kernel = load_lanes(grid_->inverse_kernel.data() + i);
       const Lanes response = load_lanes(grid_->response.data() + i);
       const ComplexLanes signal = load(piece_->bins, from + i);
-      const ComplexLanes jump = load(piece_->step_bins, from + i) * load(grid_->behind, i);
+      const ComplexLanes jump = jumps_at(from + i, load(grid_->behind, i));
       // Bins below the wavelet's own go to the end, as the transform wants it.
       const std::size_t to = i < half ? i + half : i - half;
       store_lanes(grid_->values.re.data() + to, inverse_kernel * (response * signal.re + jump.re));
       store_lanes(grid_->values.im.data() + to, inverse_kernel * (response * signal.im + jump.im));
     }
+  }
+
+  // What the wavelet's cut ends take from the levels whose jumps they pass. The spectrum of the end
+  // ahead of the wavelet is the conjugate of the one behind it.
+  ComplexLanes jumps_at(std::size_t bin, const ComplexLanes& behind) const {
+    ComplexLanes sum{};
+    for (const std::size_t j : passed_) {
+      const bool ends = signal_.jumps[j].jump.ends;
+      const ComplexLanes cut{behind.re, ends ? -behind.im : behind.im};
+      const ComplexLanes part = load(piece_->step_bins[j], bin) * cut;
+      sum.re += part.re;
+      sum.im += part.im;
+    }
+    return sum;
   }
 
   static ComplexLanes load(const SplitComplex& values, std::size_t at) {
@@ -141,6 +166,7 @@ class PictureMaker {
   const PieceSpectrum* piece_ = nullptr;
   TimeGrid* grid_ = nullptr;
   double centre_bin_ = 0;
+  std::vector<std::size_t> passed_;  // the jumps that its ends pass
   SplitComplex taken_;
 };
 

@@ -18,7 +18,8 @@
 //    band of a few hertz about it, and transformed back: its response on a coarse time grid.
 // 3. Any column is interpolated from 12 points of that grid by the same kernel. Grid steps are
 //    whole numbers of samples, so columns need only a few different sets of weights.
-// 4. The one jump of the prolonged heart rate is more than a band of a few hertz can hold where the
+// 4. The prolonged heart rate jumps where the recording begins, and where copies of a short cycle
+//    end within a wavelet's reach. That is more than a band of a few hertz can hold where the
 //    wavelet's end passes it; that part is computed exactly (analysis/tfr/jump.h).
 // A mean heart rate of 70 bpm leaks through the cut-off wavelets, where it would drown the ends of
 // the pieces: it is taken off before step 1 and comes back in step 2 as a spectral line, exactly.

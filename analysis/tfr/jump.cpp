@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <cstdlib>
 
 #include "analysis/tfr/mills.h"
 
@@ -36,47 +37,80 @@ Complex sum_behind(const MorletShape& shape, double h, double t) {
   return {sums.re[0] + sums.re[1], sums.im[0] + sums.im[1]};
 }
 
-// Turns by frequency * steps; columns lie at two different distances at most, or nearly so.
+// Turns by angle * steps; columns lie at two different distances at most, or nearly so.
 class Turner {
  public:
-  explicit Turner(double frequency) : frequency_(frequency) {}
-  Complex by(uint32_t steps) {
+  explicit Turner(double angle) : angle_(angle) {}
+  Complex by(std::int64_t steps) {
     Entry& entry = entries_[steps % 2];
-    if (entry.steps != steps) entry = {steps, std::polar(1.0, -frequency_ * steps)};
+    if (entry.steps != steps) {
+      entry = {steps, std::polar(1.0, angle_ * static_cast<double>(steps))};
+    }
     return entry.turn;
   }
 
  private:
   struct Entry {
-    uint32_t steps = 0;
+    std::int64_t steps = 0;
     Complex turn = 1;
   };
-  double frequency_;
+  double angle_;
   Entry entries_[2];
 };
 
+// The places of the columns behind the wavelet's end, nearest first, are first, first + step, ...
+struct Places {
+  std::ptrdiff_t first = 0, step = 1;
+  std::size_t count = 0;
+};
+
+Places places_behind(const MorletShape& shape, const Jump& jump,
+                     std::span<const uint32_t> columns) {
+  const auto reach = static_cast<std::int64_t>(shape.last_point);
+  if (jump.ends) {
+    const auto end = std::lower_bound(columns.begin(), columns.end(), jump.at - reach);
+    const std::ptrdiff_t count = end - columns.begin();
+    return {count - 1, -1, static_cast<std::size_t>(count)};
+  }
+  const auto begin = std::upper_bound(columns.begin(), columns.end(), jump.at + reach);
+  return {begin - columns.begin(), 1, static_cast<std::size_t>(columns.end() - begin)};
+}
+
 }  // namespace
 
-std::size_t jump_behind_wavelet(const MorletShape& shape, double fs, const Jump& jump,
-                                std::span<const uint32_t> columns, SplitComplex& taken) {
-  const auto behind = std::upper_bound(columns.begin(), columns.end(), shape.last_point);
-  const auto first = static_cast<std::size_t>(behind - columns.begin());
-  if (first == columns.size()) return first;
+bool wavelet_end_passes(const MorletShape& shape, const Jump& jump, std::size_t n_signal,
+                        std::size_t beside) {
+  const auto reach = static_cast<std::int64_t>(shape.last_point);
+  const std::int64_t bend = jump.ends ? jump.at - reach : jump.at + reach;
+  const auto margin = static_cast<std::int64_t>(beside);
+  return bend >= -margin && bend < static_cast<std::int64_t>(n_signal) + margin;
+}
+
+std::size_t add_jump_behind_wavelet(const MorletShape& shape, double fs, const Jump& jump,
+                                    const Carrier& carrier, std::span<const uint32_t> columns,
+                                    SplitComplex& taken) {
+  const Places places = places_behind(shape, jump, columns);
+  if (places.count == 0) return columns.size();
   const double h = 1 / (shape.sigma * fs);
   const Complex all = -jump.height * sum_behind(shape, h, shape.last_point);
-  Turner turner(jump.frequency);
-  uint32_t before = columns[first];
-  Complex turn = std::polar(1.0, -(jump.frequency * before + jump.phase_at_zero));
-  for (std::size_t i = first; i < columns.size(); ++i) {
-    turn = times(turn, turner.by(columns[i] - before));
-    before = columns[i];
+  Turner turner(jump.ends ? carrier.frequency : -carrier.frequency);
+  std::ptrdiff_t place = places.first;
+  std::int64_t before = columns[static_cast<std::size_t>(place)];
+  Complex turn =
+      std::polar(1.0, -(carrier.frequency * static_cast<double>(before) + carrier.phase_at_zero));
+  for (std::size_t i = 0; i < places.count; ++i, place += places.step) {
+    const auto at = static_cast<std::size_t>(place);
+    const std::int64_t column = columns[at];
+    turn = times(turn, turner.by(std::abs(column - before)));
+    before = column;
+    const auto distance = static_cast<double>(std::abs(column - jump.at));
     Complex sum = all;
-    if (before * h < k_end_reach) sum += jump.height * sum_behind(shape, h, before);
-    sum = times(sum, turn);
-    taken.re[i] = sum.real();
-    taken.im[i] = sum.imag();
+    if (distance * h < k_end_reach) sum += jump.height * sum_behind(shape, h, distance);
+    sum = times(jump.ends ? std::conj(sum) : sum, turn);
+    taken.re[at] += sum.real();
+    taken.im[at] += sum.imag();
   }
-  return first;
+  return jump.ends ? 0 : static_cast<std::size_t>(places.first);
 }
 
 }  // namespace tvn
