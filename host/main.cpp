@@ -34,7 +34,8 @@ int main(int argc, char** argv) {
   // Writing to a browser that has gone must return an error instead of ending the process.
   std::signal(SIGPIPE, SIG_IGN);
 
-  const tvn::Folders folders = tvn::choose_folders(tvn::read_environment(), tvn::executable_path());
+  const tvn::Environment environment = tvn::read_environment();
+  const tvn::Folders folders = tvn::choose_folders(environment, tvn::executable_path());
   g_session.data_dir = folders.data_dir;
   tvn::create_data_folders(folders.data_dir);
   tvn::refresh_samples(folders);
@@ -57,6 +58,6 @@ int main(int argc, char** argv) {
   print_banner(listener->port);
   tvn::launch_browser(listener->port);
 
-  static tvn::Site site{g_session, folders.web_dir};
+  static tvn::Site site{g_session, folders.web_dir, environment.guarded};
   tvn::serve(listener->fd, site);
 }

@@ -18,6 +18,8 @@
 #include "base/rounding.h"
 #include "host/platform.h"
 #include "web/http/connection.h"
+#include "web/http/guard.h"
+#include "web/http/peer.h"
 
 namespace tvn {
 namespace {
@@ -52,6 +54,13 @@ void wait_after_failed_accept() {
   if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
+}
+
+// The user is asked for last: the kernel need not be, for what the head rules out.
+HeadFilter guard_of(int fd) {
+  return [fd](std::string_view head) {
+    return guard_admits(head, local_port(fd)) && !peer_is_other_user(fd);
+  };
 }
 
 void serve_on_own_thread(int fd, Site& site) {
@@ -90,7 +99,8 @@ void serve(int listener, Site& site) {
 
 void handle_connection(int fd, Site& site) noexcept {
   try {
-    route_request(fd, [&site](const Request& request) { return route(request, site); });
+    const auto answer = [&site](const Request& request) { return route(request, site); };
+    route_request(fd, answer, site.guarded ? guard_of(fd) : nullptr);
     return;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "[handle] exception: %s\n", error.what());

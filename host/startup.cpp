@@ -67,7 +67,7 @@ bool copy_samples(const fs::path& source, const fs::path& target) {
 
 Environment read_environment() {
   return {environment_variable("TVN_BASE"), environment_variable("TVN_DATA"),
-          environment_variable("HOME").value_or("")};
+          environment_variable("HOME").value_or(""), environment_variable("TVN_GUARD") == "1"};
 }
 
 Folders choose_folders(const Environment& environment, const std::string& executable) {

@@ -11,7 +11,8 @@ namespace tvn {
 struct Environment {
   std::optional<std::string> tvn_base;
   std::optional<std::string> tvn_data;
-  std::string home;  // empty when not set
+  std::string home;      // empty when not set
+  bool guarded = false;  // TVN_GUARD is "1"
 };
 Environment read_environment();
 

@@ -15,6 +15,8 @@ namespace tvn {
 struct Site {
   Engine& engine;
   std::string web_dir;  // folder of the page's files
+  // Whether only the program's own page and programs of the user are answered (web/http/guard.h).
+  bool guarded = false;
   // Held from making sure that no batch runs to having started one over the upload folder: an
   // import must not remove what the batch of another request, begun at the same time, reads.
   Mutex upload_control = {};

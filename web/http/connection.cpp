@@ -39,9 +39,9 @@ void send_events(int fd, const EventFunction& next_event) {
 
 }  // namespace
 
-void route_request(int fd, const AnswerFunction& answer) {
-  const auto request =
-      read_request([fd](char* buffer, std::size_t size) { return receive_some(fd, buffer, size); });
+void route_request(int fd, const AnswerFunction& answer, const HeadFilter& admits) {
+  const auto request = read_request(
+      [fd](char* buffer, std::size_t size) { return receive_some(fd, buffer, size); }, admits);
   if (!request) {
     ::close(fd);
     return;

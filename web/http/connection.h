@@ -14,9 +14,10 @@ namespace tvn {
 using AnswerFunction = std::function<Reply(const Request&)>;
 
 // Serves the connection on the socket `fd` to its end and closes it: one request, the reply that
-// `answer` gives, and the reply's events, one every 50 ms, until the client goes. When it throws,
-// the caller closes.
-void route_request(int fd, const AnswerFunction& answer);
+// `answer` gives, and the reply's events, one every 50 ms, until the client goes. A request whose
+// head `admits` refuses is answered as an empty one, for nothing. When it throws, the caller
+// closes.
+void route_request(int fd, const AnswerFunction& answer, const HeadFilter& admits = {});
 
 // Sends all of `bytes`, or as much as the peer takes before it goes away.
 void send_all(int fd, std::string_view bytes);

@@ -84,10 +84,13 @@ Request parse_request_line(std::string_view buffer) {
 
 }  // namespace
 
-std::optional<Request> read_request(const ReceiveFunction& receive) {
+std::optional<Request> read_request(const ReceiveFunction& receive, const HeadFilter& admits) {
   std::string buffer;
   const std::size_t header_end = receive_header(receive, buffer);
   if (buffer.empty()) return std::nullopt;
+  const std::size_t head_size =
+      header_end == std::string::npos ? buffer.size() : header_end + k_blank_line.size();
+  if (admits && !admits(std::string_view(buffer).substr(0, head_size))) return Request();
   Request request = parse_request_line(buffer);
   if (request.method != "POST" || header_end == std::string::npos) return request;
   const std::size_t announced = content_length(std::string_view(buffer).substr(0, header_end));

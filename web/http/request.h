@@ -22,12 +22,18 @@ struct Request {
 // Delivers up to `size` bytes into `buffer`; returns how many, 0 at the end or on an error.
 using ReceiveFunction = std::function<std::size_t(char* buffer, std::size_t size)>;
 
+// Whether a request may be answered, by its head: the bytes up to and with the blank line, or all
+// that came when there was none.
+using HeadFilter = std::function<bool(std::string_view head)>;
+
 // Reads one request, or nothing when not a byte came. A header block that never ends, or passes
 // 1 MiB, is parsed as far as it came, with an empty body. Waits for as many body bytes as
 // announced or until the sender ends, reserving nothing in advance; bytes beyond them that came
 // with the last delivery are kept. Throws std::invalid_argument for a percent escape without a
 // hexadecimal digit.
-std::optional<Request> read_request(const ReceiveFunction& receive);
+// A head that `admits` (when there is one) refuses gives an empty request, for nothing, without its
+// body having been read.
+std::optional<Request> read_request(const ReceiveFunction& receive, const HeadFilter& admits = {});
 
 // The parameters of "a=1&b=2": pieces without "=" are ignored, values go through decode_value.
 QueryParams parse_query(std::string_view text);

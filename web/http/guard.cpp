@@ -1,0 +1,87 @@
+#include "web/http/guard.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+
+namespace tvn {
+namespace {
+
+constexpr std::string_view k_blanks = " \t";
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(k_blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(k_blanks) - first + 1);
+}
+
+bool equals_in_any_case(std::string_view text, std::string_view lower) {
+  return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](char a, char b) {
+    return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
+  });
+}
+
+// This server by any of its names, after `before`: "http://" or nothing.
+bool names_this_server(std::string_view text, std::string_view before, int port) {
+  for (const char* host : {"127.0.0.1", "localhost", "[::1]"}) {
+    const std::string name = std::string(before) + host;
+    if (equals_in_any_case(text, name + ":" + std::to_string(port))) return true;
+    if (port == 80 && equals_in_any_case(text, name)) return true;
+  }
+  return false;
+}
+
+bool is_plain_method(std::string_view line) {
+  const std::string_view method = line.substr(0, line.find_first_of(" \t"));
+  return method == "GET" || method == "HEAD" || method == "POST";
+}
+
+// What stands behind the colon where the line is the header `lower_name`. Blanks about the name
+// make it no valid header, and the value one that nothing equals.
+std::optional<std::string_view> value_of(std::string_view line, std::string_view lower_name) {
+  const std::size_t colon = std::min(line.find(':'), line.size());
+  const std::string_view name = line.substr(0, colon);
+  if (!equals_in_any_case(trimmed(name), lower_name)) return std::nullopt;
+  if (colon == line.size() || name.size() != trimmed(name).size()) return "";
+  return trimmed(line.substr(colon + 1));
+}
+
+// Takes the next line off the front, without its end, "\r\n" or "\n" alone: whoever reads lines
+// more strictly than others can be shown other headers than they are.
+std::string_view take_header_line(std::string_view& rest) {
+  const std::size_t end = std::min(rest.find('\n'), rest.size());
+  std::string_view line = rest.substr(0, end);
+  rest.remove_prefix(std::min(end + 1, rest.size()));
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+bool header_is_admitted(std::string_view line, int port) {
+  if (const auto host = value_of(line, "host")) return names_this_server(*host, "", port);
+  if (const auto origin = value_of(line, "origin")) {
+    return names_this_server(*origin, "http://", port);
+  }
+  if (const auto site = value_of(line, "sec-fetch-site")) {
+    return *site == "same-origin" || *site == "none";
+  }
+  // What others might read as another header: a line that is none, one that goes on from the one
+  // before, one that a lone carriage return cuts.
+  const std::size_t name_end = line.find_first_of(": \t");
+  return name_end != line.npos && line[name_end] == ':' && line.find('\r') == line.npos;
+}
+
+}  // namespace
+
+bool guard_admits(std::string_view head, int port) {
+  if (!head.ends_with("\r\n\r\n")) return false;
+  if (!is_plain_method(take_header_line(head))) return false;
+  int hosts = 0;
+  while (!head.empty()) {
+    const std::string_view line = take_header_line(head);
+    if (!line.empty() && !header_is_admitted(line, port)) return false;
+    hosts += value_of(line, "host") ? 1 : 0;
+  }
+  return hosts <= 1;
+}
+
+}  // namespace tvn

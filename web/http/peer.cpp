@@ -1,0 +1,16 @@
+#include "web/http/peer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+namespace tvn {
+
+int local_port(int fd) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
+  return address.sin_family == AF_INET ? ntohs(address.sin_port) : 0;
+}
+
+}  // namespace tvn
