@@ -18,8 +18,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto rr = tvn::detect_rr_intervals(ecg, 300, 130.0);
   for (const auto& series : {rr, intervals}) {
     const auto hr = tvn::build_hr_series(ecg, series, 130.0);
-    const auto tvn_values = tvn::compute_tvn_series(series, static_cast<std::int32_t>(ecg.size()),
-                                                    2, 0.1 * (1 + size % 50), 130.0, 0.1);
+    const auto tvn_values =
+        tvn::compute_tvn_series(series, static_cast<std::int32_t>(ecg.size()), 2,
+                                0.1 * static_cast<double>(1 + size % 50), 130.0, 0.1);
     for (const double value : tvn_values) {
       if (value < -1.0 || value > 1.0) std::abort();
     }

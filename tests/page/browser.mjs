@@ -9,8 +9,10 @@ const ARGUMENTS = [
   "--disable-background-networking", "--disable-component-update", "--disable-sync",
 ];
 
-export function launch_browser() {
-  return chromium.launch({ executablePath: CHROMIUM, args: ARGUMENTS });
+// host_rules: names that mean other computers than the system says, as for Chromium.
+export function launch_browser(host_rules = "") {
+  const rules = host_rules ? [`--host-resolver-rules=${host_rules}`] : [];
+  return chromium.launch({ executablePath: CHROMIUM, args: [...ARGUMENTS, ...rules] });
 }
 
 // A fresh page on the address, in Setup. It fails the test on a script error, on a request to
