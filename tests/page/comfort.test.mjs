@@ -4,6 +4,7 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 import { eventually, text_becomes } from "./browser.mjs";
 import { button, in_session, share_browser, show, start_replay, with_page } from "./fixture.mjs";
+import { snapshot } from "./scripted_server.mjs";
 import { session_at } from "./signals.mjs";
 
 share_browser();
@@ -137,18 +138,30 @@ async function asks(page) {
                                                              { cancelable: true })));
 }
 
-test("closing asks for an unsaved live run only", in_session(async (page, server) => {
+test("closing asks while anything of a live run is not saved", in_session(async (page, server) => {
   assert.equal(await asks(page), false);
   for (const [changes, expected] of [
     [{ mode: "live", elapsed: 5 }, true], [{ mode: "live", elapsed: 5, running: false }, true],
-    [{ mode: "live", elapsed: 5, saved_as: "a.csv" }, false], [{ mode: "live", elapsed: 0 }, false],
-    [{ mode: "replay", elapsed: 5 }, false], [{ mode: "live", elapsed: 5 }, true]]) {
+    [{ mode: "live", elapsed: 5, saved_as: "a.csv" }, false],
+    [{ mode: "live", elapsed: 5.6, saved_as: "a.csv" }, true],
+    [{ mode: "live", elapsed: 5.6, saved_as: "b.csv", running: false }, false],
+    [{ mode: "live", elapsed: 0 }, false], [{ mode: "replay", elapsed: 5 }, false],
+    [{ mode: "live", elapsed: 5 }, true]]) {
     await show(page, server, changes);
     assert.equal(await asks(page), expected, JSON.stringify(changes));
   }
+  // In Setup too, as long as the program has it.
+  server.replies["/status"] = snapshot({ mode: "live", elapsed: 5, running: false });
   await button(page, "New session").click();
-  await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
-  assert.equal(await asks(page), false);
+  const back = button(page, "Back to the last session");
+  await eventually(async () => assert.ok(await back.isVisible()));
+  assert.equal(await asks(page), true);
+}));
+
+test("a page opened beside an unsaved run asks too", with_page(async (page) => {
+  assert.equal(await asks(page), true);
+}, (server) => {
+  server.replies["/status"] = snapshot({ mode: "live", elapsed: 5, running: true });
 }));
 
 test("the pacer follows the breath, and moves nothing when it comes",

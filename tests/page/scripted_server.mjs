@@ -10,6 +10,8 @@ const ASSETS = fileURLToPath(new URL("../../assets", import.meta.url));
 
 // What the program answers when nothing has happened yet, with the work of later jobs refused.
 export const IDLE_REPLIES = {
+  "/status": () => IDLE,
+  "/batch_status": { status: "idle", total: 0, done: 0, msg: "" },
   "/recordings": { saved: [], samples: ["Sample 1.txt", "Sample 2.txt"] },
   "/bt_available": { available: false },
   "/start_replay": { ok: true },
@@ -29,6 +31,10 @@ export function snapshot(changes = {}) {
     saved_as: null, export_status: "idle", markers: [], app_version: "1.0.0", ...changes,
   };
 }
+
+// The snapshot of a program that was just started.
+export const IDLE = snapshot({ mode: "idle", running: false, source_label: "", elapsed: 0,
+                               total: 256, frac: 0, cycles_done: 0 });
 
 // Starts the server on a free port. The result:
 //   address          where the page is

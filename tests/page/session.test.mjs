@@ -45,6 +45,24 @@ test("a live run has its own words and no slider", in_session(async (page, serve
   assert.ok(await page.getByLabel("Position").isDisabled());
 }));
 
+test("a replay most likely in millivolts is noted", in_session(async (page, server) => {
+  const note = text(page, "unit-note");
+  const trace = (low, high, length = 780) =>
+    Array.from({ length }, (_, i) => i === length / 2 ? high : low);
+  const MILLIVOLTS = "· Most likely in millivolts, but files keep whole numbers only.";
+  for (const [ecg, expected] of [[[], ""], [trace(-0.2, 1.2, 700), ""], [trace(0, 0), ""],
+    [trace(-0.2, 1.2), MILLIVOLTS], [trace(0, 49.9), MILLIVOLTS], [trace(0, 50), ""],
+    // One quiet stretch among beats.
+    [trace(0, 900), ""], [trace(0, 20), ""]]) {
+    await show(page, server, { ecg });
+    await text_becomes(note, expected);
+  }
+  await show(page, server, { mode: "live", ecg: trace(0, 20), total: 256 });
+  await text_becomes(note, "");
+  await show(page, server, { source_label: "Sample 2.txt", ecg: trace(0, 20) });
+  await text_becomes(note, MILLIVOLTS);
+}));
+
 test("the gauge knob is at (value + 1) / 2 of its width", in_session(async (page, server) => {
   const share = () => page.evaluate(() => {
     const gauge = document.getElementById("gauge");
@@ -275,7 +293,7 @@ test("Stop and New session", in_session(async (page, server) => {
   assert.ok(await button(page, "Stop").isDisabled());
   await button(page, "New session").click();
   await eventually(() => assert.deepEqual(server.requests.map((request) => request.path).sort(),
-    ["/bt_available", "/recordings", "/stop", "/stop"]));
+    ["/bt_available", "/recordings", "/status", "/stop", "/stop"]));
   await eventually(() => assert.equal(server.streams(), 0));
   assert.ok(await page.locator("#setup").isVisible());
   await text_becomes(text(page, "status-word"), "Setup");

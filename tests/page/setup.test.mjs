@@ -79,15 +79,83 @@ test("the default speed is 2 and a saved recording carries its folder word",
     server.replies["/recordings"] = { saved: ["mine.csv"], samples: [] };
   }));
 
-test("without a selection there is a hint and nothing is sent",
+test("without a selection there is a hint, and nothing is sent, until there is one",
   with_page(async (page, server) => {
+    await button(page, "Scan for devices").click();
+    await text_becomes(page.locator("#scan-line"), /^Found 3/);
+    server.requests.length = 0;
     await button(page, "Start recording").click();
     await text_becomes(start_hint(page), "Scan and select your Polar H10 first.");
+    await page.getByLabel("Device").selectOption("CC");
+    await text_becomes(start_hint(page), "");
     await page.getByLabel("Open a recording").check();
     await button(page, "Start recording").click();
     await text_becomes(start_hint(page), "Pick or import a recording.");
     assert.deepEqual(server.requests, []);
+    await page.getByLabel("Recording", { exact: true }).selectOption("Sample 1.txt");
+    await text_becomes(start_hint(page), "");
+  }, (server) => {
+    server.replies["/bt_available"] = { available: true };
+    server.replies["/scan"] = { success: true, devices: DEVICES };
   }));
+
+const SAVED = ["anna_on2_off8.5_F33_20260101-101500.csv", "anna_markers.csv", "plain.csv",
+               "Live_____Polar_H10_on5_off11_M50_20260101-111500.csv",
+               "x_on1_off2_M1_20260101-111500.csv_on5_off11_F71_20260101-121500.csv"];
+
+test("a saved recording fills in its person's values, which stay editable",
+  with_page(async (page, server) => {
+    const values = () => page.evaluate(() =>
+      ["name", "indur", "outdur", "sex", "age"].map((id) => document.getElementById(id).value));
+    const choose = (file) => page.getByLabel("Recording", { exact: true }).selectOption(file);
+    await page.getByLabel("Open a recording").check();
+    await page.getByLabel("Name or ID-code").fill("Bert");
+    await choose(SAVED[0]);
+    assert.deepEqual(await values(), ["anna", "2", "8.5", "F", "33"]);
+    await text_becomes(cycle_line(page), "Cycle 10.5 s · 0.0952 Hz");
+    await text_becomes(start_hint(page), "Filled in from the recording; change what is not right.");
+    // What a file's name cannot hold is not taken away.
+    await page.getByLabel("Name or ID-code").fill("an na");
+    await choose(SAVED[0]);
+    assert.equal((await values())[0], "an na");
+    await choose(SAVED[3]);
+    assert.deepEqual(await values(), ["", "5", "11", "M", "50"]);
+    await choose(SAVED[4]);
+    assert.deepEqual((await values()).slice(1), ["5", "11", "F", "71"]);
+    await page.getByLabel("Age").fill("72");
+    await choose("plain.csv");
+    await text_becomes(start_hint(page), "");
+    assert.equal((await values())[4], "72");
+    await start_replay(page, server, SAVED[0]);
+    assert.match(requests_for(server, "/start_replay")[0].url,
+                 /&name=anna&indur=2&outdur=8.5&sex=F&age=33&fs=130$/);
+  }, (server) => { server.replies["/recordings"] = { saved: SAVED, samples: ["Sample 1.txt"] }; }));
+
+test("a list of markers is no recording to choose", with_page(async (page) => {
+  assert.deepEqual(await page.locator("#recording option").evaluateAll((all) =>
+    all.filter(({ disabled }) => disabled).map(({ value }) => value)), ["anna_markers.csv"]);
+}, (server) => { server.replies["/recordings"] = { saved: SAVED, samples: [] }; }));
+
+test("a period that is no number is marked before Start, and sent as typed",
+  with_page(async (page, server) => {
+    const marked = (id) => page.locator(`#${id}:invalid`).count();
+    for (const id of ["indur", "outdur"]) {
+      for (const [text, expected] of [["", 1], ["five", 1], ["-5", 1], ["5 s", 1], ["  ", 1],
+        [".", 1], ["5", 0], ["1,95", 0], ["1.95", 0], [" 5 ", 0], ["0", 0], [".5", 0], ["5.", 0]]) {
+        await page.locator("#" + id).fill(text);
+        assert.equal(await marked(id), expected, `${id} "${text}"`);
+      }
+    }
+    await page.getByLabel("In-period").fill("");
+    await start_replay(page, server);
+    assert.match(requests_for(server, "/start_replay")[0].url, /&indur=&outdur=5\.&/);
+  }));
+
+test("a name has a hundred characters at most", with_page(async (page) => {
+  await page.getByLabel("Name or ID-code").focus();
+  await page.keyboard.insertText("n".repeat(150));
+  assert.equal((await page.getByLabel("Name or ID-code").inputValue()).length, 100);
+}));
 
 test("a refused start shows the reason and stays in Setup", with_page(async (page, server) => {
   server.replies["/start_replay"] = { error: "file not found" };

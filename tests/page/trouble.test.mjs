@@ -26,9 +26,11 @@ test("a lost stream dims the last picture until it is back", in_session(async (p
   assert.deepEqual(await looks(), ["rgb(91, 100, 114)", "rgb(91, 100, 114)", "0.35"]);
   assert.equal(await page.locator("#hr-value").textContent(), "72");
   await server.reopen();
-  await eventually(async () => assert.ok(await banner(page).isHidden()), 8000);
+  await eventually(() => assert.equal(server.streams(), 1), 8000);
+  assert.ok(await banner(page).isVisible());
+  await show(page, server, { hr: 80, tvn: 0.5, elapsed: 66 });
+  assert.ok(await banner(page).isHidden());
   assert.deepEqual(await looks(), usual);
-  await show(page, server, { hr: 80 });
   assert.equal(await page.locator("#hr-value").textContent(), "80");
 }));
 
@@ -39,10 +41,57 @@ test("a program that hangs, its stream open, is noticed until it goes on",
     await text_becomes(banner(page), LOST);
     await show(page, server, { hr: 65 });
     assert.ok(await banner(page).isHidden());
+    await text_becomes(page.locator("#status-word"), "Recording");
     await button(page, "New session").click();
     await page.waitForTimeout(3000);
     assert.ok(await banner(page).isHidden());
   }));
+
+test("a stream that never gives a good snapshot is noticed, and not called a recording",
+  in_session(async (page, server) => {
+    const end = Date.now() + 2600;
+    while (Date.now() < end) {
+      server.push('{"mode":"live","name_id":"cut');
+      await page.waitForTimeout(50);
+    }
+    await text_becomes(banner(page), LOST);
+    await text_becomes(page.locator("#status-word"), "No connection");
+    await show(page, server, { name_id: "Anna" });
+    assert.ok(await banner(page).isHidden());
+    await text_becomes(page.locator("#status-word"), "Recording");
+    // A window that changes its size draws the last picture again.
+    await server.close();
+    await text_becomes(page.locator("#status-word"), "No connection");
+    await page.setViewportSize({ width: 1000, height: 700 });
+    await page.waitForTimeout(200);
+    await text_becomes(page.locator("#status-word"), "No connection");
+    assert.equal(await page.title(), "No connection · Anna");
+    await server.reopen();
+  }));
+
+test("a call without an answer for five seconds says so until it is answered",
+  with_page(async (page, server) => {
+    server.replies["/scan"] = () => new Promise(() => {});
+    await button(page, "Scan for devices").click();
+    await start_replay(page, server);
+    const release = hold(server, "/stop");
+    await show(page, server);
+    await button(page, "Stop").click();
+    await eventually(() => assert.equal(requests_for(server, "/stop").length, 1));
+    const stream_for = async (ms) => {
+      const end = Date.now() + ms;
+      for (let hr = 60; Date.now() < end; ++hr) {
+        await show(page, server, { hr });
+        await page.waitForTimeout(200);
+      }
+    };
+    await stream_for(4000);
+    assert.ok(await banner(page).isHidden());
+    await stream_for(1500);
+    await text_becomes(banner(page), "No answer for 5 s. Close other tabs of Talvern Live.");
+    release({ ok: true });
+    await eventually(async () => assert.ok(await banner(page).isHidden()));
+  }, (server) => { server.replies["/bt_available"] = { available: true }; }));
 
 test("a stream that is answered wrongly is opened again", with_page(async (page, server) => {
   server.refuse_streams = true;
@@ -87,7 +136,15 @@ test("a live run whose time stands still says so, and what to do",
     assert.ok(await banner(page).isHidden());
     await pass(100);
     await live(20);
-    await text_becomes(banner(page), /^No data from the strap for 2 s\s+Wet the electrodes, /);
+    const advice =
+      "Wet the electrodes and come closer. If it stays silent: Save, then start again.";
+    const told = (text) => text_becomes(page.locator("#trouble-text"), text);
+    await text_becomes(page.locator("#trouble-seconds"), "No data from the strap for 2 s");
+    await told(advice);
+    await live(20, { bt_status: "Streaming ECG…" });
+    await told(advice);
+    await live(20, { bt_status: "Disconnected." });
+    await told("Disconnected. " + advice);
     const colour = () => page.locator("#hr-value").evaluate((e) => getComputedStyle(e).color);
     assert.equal(await colour(), "rgb(91, 100, 114)");
     await pass(1000);
@@ -102,6 +159,57 @@ test("a live run whose time stands still says so, and what to do",
       await live(30, quiet);
       assert.ok(await banner(page).isHidden());
     }
+  }));
+
+test("the whole readout of a silent strap is dimmed", in_session(async (page, server) => {
+  const pass = await hold_clock(page);
+  const live = { mode: "live", total: 256, hr: 60, tvn: 0.5 };
+  await show(page, server, { ...live, elapsed: 50 });
+  await show(page, server, { ...live, elapsed: 66 });
+  const looks = () => page.evaluate(() => [
+    ...["hr-value", "tvn-value"].map((id) => getComputedStyle(document.getElementById(id)).color),
+    ...["gauge-fill", "coupled"].map((id) =>
+      getComputedStyle(document.getElementById(id)).backgroundColor),
+    getComputedStyle(document.getElementById("gauge-knob"), "::before").borderTopColor]);
+  const grey = "rgb(91, 100, 114)";
+  assert.ok(!(await looks()).includes(grey));
+  await pass(2100);
+  await show(page, server, { ...live, elapsed: 66 });
+  assert.deepEqual(await looks(), Array(5).fill(grey));
+}));
+
+test("a strap that never sent is given 15 s, then what its link says and what helps",
+  in_session(async (page, server) => {
+    const pass = await hold_clock(page);
+    const live = (bt_status, elapsed = 0) =>
+      show(page, server, { mode: "live", elapsed, total: 256, bt_status });
+    await live("Starting…");
+    await pass(14_900);
+    await live("Connecting…");
+    assert.ok(await banner(page).isHidden());
+    await pass(200);
+    for (const [says, helps] of [
+      ["Connecting…", "Wear the strap, wet its electrodes and close apps that hold it."],
+      ["Starting…", "Wear the strap, wet its electrodes and close apps that hold it."],
+      ["Bluetooth is turned off.", "Turn it on, then start again."],
+      ["Bluetooth permission denied. Enable it in System Settings › Privacy › Bluetooth.",
+       "Then start again."],
+      ["Device not found. Try scanning again.",
+       "Wear the strap, wet its electrodes and close apps that hold it."],
+      ["Connected. Discovering services…", "Take the strap off for a minute, then start again."],
+      ["Streaming ECG…", "Wet the electrodes and come closer, then start again."],
+      ["Connection failed: unknown", "Wet the electrodes and come closer, then start again."],
+      ["Disconnected.", "Wet the electrodes and come closer, then start again."]]) {
+      await live(says);
+      await text_becomes(page.locator("#trouble-text"), `${says} ${helps}`);
+      await text_becomes(page.locator("#trouble-seconds"), "");
+    }
+    // The first sample starts the other count.
+    await live("Streaming ECG…", 0.6);
+    assert.ok(await banner(page).isHidden());
+    await pass(2100);
+    await live("Streaming ECG…", 0.6);
+    await text_becomes(page.locator("#trouble-seconds"), "No data from the strap for 2 s");
   }));
 
 test("a stall ends with its session", in_session(async (page, server) => {

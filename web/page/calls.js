@@ -7,10 +7,21 @@ function parse_reply(text) {
     "\\u" + byte.charCodeAt(0).toString(16).padStart(4, "0")));
 }
 
+const ANSWER_LIMIT_MS = 5000;
+
 // The reply of a call, or an exception when there is none. A body makes it a POST.
 async function call(path, body) {
-  const response = await fetch(path, body && { method: "POST", body });
-  return parse_reply(await response.text());
+  let overdue = 0;
+  // A scan takes its time, and says so.
+  const limit = path === "/scan" ? 0 : setTimeout(() => count_overdue(overdue = 1),
+                                                  ANSWER_LIMIT_MS);
+  try {
+    const response = await fetch(path, body && { method: "POST", body });
+    return parse_reply(await response.text());
+  } finally {
+    clearTimeout(limit);
+    count_overdue(-overdue);
+  }
 }
 
 // As call(), but a call that fails is a refusal without a text.
@@ -22,7 +33,7 @@ async function try_call(path, body) {
   }
 }
 
-function refusal_text(reply, otherwise = "no answer") {
+function refusal_text(reply, otherwise = reply.ok === false ? "refused" : "no answer") {
   return reply.note || reply.reason || reply.error || otherwise;
 }
 

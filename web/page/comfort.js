@@ -20,10 +20,8 @@ function keep_awake(running) {
   lock_screen();
 }
 
-// A recording can be replayed again; a live run is gone if it was not saved.
 function ask_before_closing(event) {
-  const { mode, elapsed, saved_as } = last_snapshot || {};
-  if (mode === "live" && elapsed > 0 && !saved_as) event.preventDefault();
+  if (is_unsaved()) event.preventDefault();
 }
 
 // Turns a switch over; whether it is now on.

@@ -11,11 +11,12 @@ function on_files(id, action) {
 
 function wire_setup() {
   on("click", "presets", ({ target }) => target.dataset.in && choose_preset(target));
-  on("input", "setup", show_cycle);
+  on("input", "setup", follow_input);
   on("change", "sources", ({ target }) => choose_source(target.value));
   on("click", "speeds", ({ target }) => target.value && choose_speed(Number(target.value)));
   on("click", "scan", scan_for_devices);
   on("click", "start", start_recording);
+  on("click", "back", return_to_session);
 }
 
 function wire_files() {

@@ -1,8 +1,10 @@
 // The Session view: snapshots in, the view out; keys and buttons of a run.
 
-const STILL_LIMIT_S = 2;
 const SUMMARY_MS = 10000;
-const STRAP_ADVICE = "Wet the electrodes, come closer, or Stop and start again.";
+const FULL_TRACE = 780;
+// A heart beat spans hundreds of microvolts, or about one millivolt.
+const MICROVOLT_SPAN = 50;
+const MILLIVOLTS = " · Most likely in millivolts, but files keep whole numbers only.";
 
 let stream = null;
 let last_snapshot = null;
@@ -11,17 +13,27 @@ let dragging = false;
 let stop_failed = false;
 // Markers that the program has not yet confirmed, shown at once all the same.
 let pending_marks = [];
-// The elapsed time of the run, and when it last changed.
-let moved = {};
+// The most that a full trace of the run spanned.
+let widest = 0;
 let summary_at = 0;
 let silence = 0;
 
+// A run was just started: nothing of the one before is left.
 function enter_session() {
+  forget_run();
+  open_session("Recording");
+}
+
+// The run that the program holds, with the results that are still on show.
+function return_to_session() {
+  open_session(is_running() ? "Recording" : "Stopped");
+}
+
+function open_session(word) {
   leave_session();
-  clear_results();
-  reset_coupling();
   show_view("session");
-  set_status_word("Recording");
+  show_trouble();
+  set_status_word(word, run?.name_id);
   $("session-title").focus();
   open_stream();
 }
@@ -30,16 +42,26 @@ function leave_session() {
   clearTimeout(silence);
   stream?.close();
   stream = last_snapshot = null;
-  dragging = stop_failed = false;
+  dragging = false;
+  set_busy("stop", false);
+  reset_session();
+  keep_awake(false);
+}
+
+// What the view remembers of a run.
+function reset_session() {
+  reset_coupling();
+  stop_failed = false;
   pending_marks = [];
   moved = {};
+  widest = 0;
   summary_at = -Infinity;
-  keep_awake(false);
 }
 
 // The browser opens a broken stream again by itself, unless it got a wrong answer.
 function open_stream() {
   const opened = stream = new EventSource("/stream");
+  expect_snapshot();
   opened.onmessage = ({ data }) => {
     let snapshot;
     try {
@@ -49,7 +71,6 @@ function open_stream() {
     }
     on_snapshot(snapshot);
   };
-  opened.onopen = () => show_trouble();
   opened.onerror = () => {
     show_trouble("lost");
     if (opened.readyState !== EventSource.CLOSED) return;
@@ -57,26 +78,26 @@ function open_stream() {
   };
 }
 
-function on_snapshot(snapshot) {
-  last_snapshot = snapshot;
-  // A program that hangs keeps its stream open and says nothing.
+// A program that hangs keeps its stream open and says nothing, or nothing that can be read.
+function expect_snapshot() {
   clearTimeout(silence);
   silence = setTimeout(show_trouble, LOST_RETRY_MS, "lost");
+}
+
+function on_snapshot(snapshot) {
+  expect_snapshot();
+  follow_run(snapshot);
+  last_snapshot = snapshot;
+  const now_s = performance.now() / 1000;
   pending_marks = pending_marks.filter((mark) => !mark.answered);
-  follow_countdown(snapshot);
-  follow_reward(snapshot, performance.now() / 1000);
-  watch_strap(snapshot, performance.now() / 1000);
+  if (snapshot.mode !== "idle") {
+    follow_countdown(snapshot);
+    follow_reward(snapshot, now_s);
+  }
+  watch_snapshot(snapshot, now_s);
   keep_awake(snapshot.running);
   // A hidden page gets no frames, so it draws nothing.
   paint_request ||= requestAnimationFrame(paint);
-}
-
-// A strap that has come off sends nothing, and the old numbers would pass for new ones.
-function watch_strap({ mode, running, elapsed }, now_s) {
-  if (mode !== "live" || !running || elapsed !== moved.elapsed) moved = { elapsed, at: now_s };
-  const still_s = now_s - moved.at;
-  if (still_s <= STILL_LIMIT_S) show_trouble();
-  else show_trouble("stalled", STRAP_ADVICE, `No data from the strap for ${still_s | 0} s`);
 }
 
 function paint() {
@@ -99,22 +120,42 @@ function render(snapshot) {
   if (performance.now() - summary_at >= SUMMARY_MS) render_summaries(snapshot);
 }
 
+// While the connection is lost, nobody knows.
+function session_word({ mode, running }) {
+  if (trouble.kind === "lost") return "No connection";
+  return mode === "idle" ? "No recording" : running ? "Recording" : "Stopped";
+}
+
 function render_titles(snapshot) {
   const { mode, running, name_id, indur, outdur, cycle_seconds } = snapshot;
   const live = mode === "live";
   set_text("version", snapshot.app_version);
-  set_status_word(running ? "Recording" : "Stopped");
+  set_status_word(session_word(snapshot), name_id);
   $("stop").disabled = !running || is_busy("stop");
-  set_text("session-title", (live ? "Live recording" : "Playback") +
-    (name_id && " · " + name_id));
-  set_text("meta-line", `${snapshot.sex === "F" ? "Female" : "Male"}, ${snapshot.age} · ` +
-    `In ${indur} s, out ${outdur} s · Cycle ${cycle_seconds} s · ` +
-    `Expected ${snapshot.expected_freq} Hz`);
+  set_text("session-title", mode === "idle" ? "No recording"
+    : (live ? "Live recording" : "Playback") + (name_id && " · " + name_id));
+  set_text("meta-line", mode === "idle" ? ""
+    : `${snapshot.sex === "F" ? "Female" : "Male"}, ${snapshot.age} · ` +
+      `In ${indur} s, out ${outdur} s · Cycle ${cycle_seconds} s · ` +
+      `Expected ${snapshot.expected_freq} Hz`);
   set_text("source-label", snapshot.source_label);
   set_text("bluetooth-line", live ? " · Bluetooth: " + snapshot.bt_status : "");
+  set_text("unit-note", is_in_millivolts(snapshot) ? MILLIVOLTS : "");
+  render_hint(snapshot);
+}
+
+// A trace that began with loose electrodes is told by its first beat.
+function is_in_millivolts({ mode, ecg }) {
+  const { low, high } = extent(ecg);
+  if (ecg.length >= FULL_TRACE) widest = Math.max(widest, high - low);
+  return mode === "replay" && widest > 0 && widest < MICROVOLT_SPAN;
+}
+
+function render_hint({ running, cycles_done }) {
   const stuck = running && stop_failed;
   tell("tfr-hint", stuck ? "Could not stop: no answer"
-    : running || tfr_computed || snapshot.cycles_done < 1 ? ""
+    : running ? $("results").hidden ? "" : "The results are below."
+    : tfr_computed || cycles_done < 1 ? ""
     : "Compute the TFR, or press Save to keep the run.", stuck);
 }
 
@@ -197,10 +238,10 @@ function wire_slider() {
 }
 
 async function stop_run() {
-  const run = stream;
+  const asked = stream;
   set_busy("stop", true);
   const { ok } = await try_call("/stop");
-  if (run !== stream) return;
+  if (asked !== stream) return;
   set_busy("stop", false);
   stop_failed = !ok;
 }
@@ -208,7 +249,6 @@ async function stop_run() {
 // The stop is awaited: it must not reach the program after the start of a next session.
 async function new_session() {
   leave_session();
-  clear_results();
   set_busy("new-session", true);
   await try_call("/stop");
   set_busy("new-session", false);

@@ -1,15 +1,15 @@
 // The Setup view: who breathes how, and which source to start.
 
-const LOST = "Connection to Talvern Live lost. Is its window still open?";
-const LOST_RETRY_MS = 2000;
-
 let source = "live";
 let speed = 2;
+let bluetooth_missing = false;
 
-// The word in the header.
-function set_status_word(word) {
+// The word in the header, and the tab's title.
+function set_status_word(word, name) {
   set_text("status-word", word);
   set_state("status", word);
+  const title = word + " · " + (name || "Talvern Live");
+  if (document.title !== title) document.title = title;
 }
 
 function show_view(view) {
@@ -17,24 +17,24 @@ function show_view(view) {
   scrollTo(0, 0);
 }
 
-// What is wrong, over whatever view is shown: kind is "lost", "stalled" or nothing.
-function show_trouble(kind = "", text = LOST, seconds = "") {
-  set_state("trouble", kind);
-  set_text("trouble-seconds", seconds);
-  set_text("trouble-text", text);
-  $("trouble").hidden = !kind;
-}
-
 function enter_setup() {
   show_view("setup");
   set_status_word("Setup");
+  tell("start-hint", "");
   load_recordings();
   check_bluetooth();
+  offer_run();
 }
 
 const parse_seconds = (text) => parseFloat(text.replace(",", ".")) || 0;
 
+// What the program would take for another number than the one meant. It is sent as typed.
+function mark_period(field) {
+  field.setCustomValidity(/^\s*\+?(\d+[.,]?\d*|[.,]\d+)\s*$/.test(field.value) ? "" : "Seconds");
+}
+
 function show_cycle() {
+  for (const id of ["indur", "outdur"]) mark_period($(id));
   const [inhale, exhale] = ["indur", "outdur"].map((id) => parse_seconds($(id).value));
   const cycle = Math.round((inhale + exhale) * 100) / 100;
   set_text("cycle-line", `Cycle ${cycle} s · ${cycle ? (1 / cycle).toFixed(4) : 0} Hz`);
@@ -81,16 +81,46 @@ function recording_group(label, dir, files) {
   group.label = label;
   for (const file of files) {
     const option = new Option(file, file);
+    // The list of a recording's markers cannot be played.
+    option.disabled = file.endsWith("_markers.csv");
     option.dataset.dir = dir;
     group.append(option);
   }
   return group;
 }
 
+// A recording carries its person's values in its name: name_onX_offY_SEXAGE_time.csv. Fills the
+// fields, or a person's values would go with another's recording. Gives what to say about it.
+function fill_from(file) {
+  const found = file.match(/^(.*)_on([\d.]+)_off([\d.]+)_([MF])(-?\d+)_/);
+  if (!found) return "";
+  const [, name, ...values] = found;
+  // The name is that of a file; one that is typed in full says more.
+  const letters = (text) => text.replace(/[^a-z\d.-]/gi, "");
+  if (letters($("name").value) !== letters(name)) {
+    // A live run without a name is called by its strap.
+    $("name").value = name.startsWith("Live__") ? "" : name;
+  }
+  ["indur", "outdur", "sex", "age"].forEach((id, n) => { $(id).value = values[n]; });
+  return "Filled in from the recording; change what is not right.";
+}
+
+// What a hint was about has changed. Not when a field is left: that may be by the click on Start,
+// which would miss a button that moves with the hint.
+function follow_input({ target }) {
+  tell("start-hint", target.id === "recording" ? fill_from(target.value) : "");
+  show_cycle();
+}
+
 async function check_bluetooth() {
-  const missing = (await try_call("/bt_available")).available === false;
-  $("scan").disabled = missing || is_busy("scan");
-  $("bluetooth-note").hidden = !missing;
+  bluetooth_missing = (await try_call("/bt_available")).available === false;
+  $("bluetooth-note").hidden = !bluetooth_missing;
+  show_scan_button();
+}
+
+// A scan would cut off the strap of a recording that is running.
+function show_scan_button() {
+  $("scan").disabled = bluetooth_missing || is_running() || is_busy("scan");
 }
 
 async function scan_for_devices() {
@@ -98,6 +128,7 @@ async function scan_for_devices() {
   tell("scan-line", "Scanning for Bluetooth devices (~10 s)…");
   const reply = await try_call("/scan");
   set_busy("scan", false);
+  show_scan_button();
   if (reply.success) show_devices(reply.devices);
   else tell("scan-line", refusal_text(reply, "Scan failed: no answer"), true);
 }
