@@ -34,7 +34,50 @@ test("Save exports, polls until done and lists the result", in_session(async (pa
   await enabled(page, "Save");
   assert.deepEqual(await page.evaluate(() => [...new Set(window.waits)]), [1500]);
   assert.equal(requests_for(server, "/save").length, 0);
+  // The stated line stays as it is; where to look is said beside it.
+  const note = page.locator("#export-note");
+  await text_becomes(note, "In the data folder, by default Documents/TVN-Live. " +
+    "A number is added when the name was taken.");
+  server.replies["/export_status"] = { status: "error", error: "disk full" };
+  await button(page, "Save").click();
+  await text_becomes(note, "");
 }));
+
+test("Save and Compute TFR keep the focus, and the view of a run in its place",
+  in_session(async (page, server) => {
+    Object.assign(server.replies, {
+      "/export": { ok: true }, "/tfr": { ok: true }, "/tfr_status": { status: "done" },
+      "/tfr_images": { images: { tfr3: PIXEL, tfr10: PIXEL } },
+      "/export_status": { status: "done", result: { folder: "a", files: Array(40).fill("b") } } });
+    const focused = () => page.evaluate(() => document.activeElement.id);
+    const scrolled = () => page.evaluate(() => scrollY);
+    const hint = page.locator("#tfr-hint");
+    server.push(snapshot({ hr: 61 }));
+    await text_becomes(page.locator("#hr-value"), "61");
+    for (const [name, id] of [["Save", "save"], ["Compute TFR", "tfr"]]) {
+      await button(page, name).focus();
+      await page.keyboard.press("Enter");
+      await eventually(async () => assert.ok(await button(page, name).isDisabled()));
+      await enabled(page, name);
+      assert.equal(await focused(), id);
+      assert.equal(await scrolled(), 0);
+    }
+    server.push(snapshot({ hr: 62 }));
+    await text_becomes(hint, "The results are below.");
+    // Whoever went on meanwhile is not called back.
+    await button(page, "Save").focus();
+    await page.keyboard.press("Enter");
+    await eventually(async () => assert.ok(await button(page, "Save").isDisabled()));
+    await button(page, "New session").focus();
+    await enabled(page, "Save");
+    assert.equal(await focused(), "new-session");
+    // Once the run is over, results may be shown.
+    server.push(snapshot({ running: false, hr: 63 }));
+    await text_becomes(page.locator("#hr-value"), "63");
+    await button(page, "Save").click();
+    await enabled(page, "Save");
+    assert.ok(await scrolled() > 0);
+  }));
 
 test("a failed export shows its error", in_session(async (page, server) => {
   server.replies["/export"] = { ok: true, status: "exporting" };

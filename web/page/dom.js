@@ -38,8 +38,16 @@ function on(event, id, action) {
   $(id).addEventListener(event, action);
 }
 
+// A disabled button loses the focus; it has it again afterwards, unless that went elsewhere.
+let waiting_for_focus = null;
+
 function set_busy(id, busy) {
-  $(id).disabled = $(id).ariaBusy = busy;
+  const button = $(id);
+  if (busy && document.activeElement === button) waiting_for_focus = button;
+  button.disabled = button.ariaBusy = busy;
+  if (busy || waiting_for_focus !== button) return;
+  if (document.activeElement === document.body) button.focus({ preventScroll: true });
+  waiting_for_focus = null;
 }
 
 const is_busy = (id) => $(id).ariaBusy === "true";

@@ -1,6 +1,8 @@
 // What comes out of a session: the export into files and the two TFR figures.
 
 const JOB_POLL_MS = 1500;
+const EXPORT_NOTE = "In the data folder, by default Documents/TVN-Live. " +
+  "A number is added when the name was taken.";
 const TFR_FIGURES = [
   ["High frequency resolution (n = 10)", "tfr10"],
   ["High time resolution (n = 3)", "tfr3"],
@@ -16,16 +18,17 @@ function clear_results() {
   for (const end of Object.values(end_poll)) end();
   tfr_computed = false;
   for (const id of ["stop", "save", "tfr"]) set_busy(id, false);
-  for (const id of ["export-line", "tfr-line"]) tell(id, "");
+  for (const id of ["export-line", "export-note", "tfr-line"]) tell(id, "");
   for (const id of ["export-list", "tfr-area"]) $(id).replaceChildren();
   $("results").hidden = true;
 }
 
-// The results lie below the traces; whoever asked for them should see them.
+// The results lie below the traces; whoever asked for them should see them, but nobody who breathes
+// by the traces.
 function show_result(line, text, failed) {
   $("results").hidden = false;
   tell(line, text, failed);
-  $("results").scrollIntoView({ block: "nearest" });
+  if (!is_running()) $("results").scrollIntoView({ block: "nearest" });
 }
 
 // Starts a job and gives its last status; nothing once the session is over.
@@ -46,6 +49,7 @@ async function run_job(path, busy_word) {
 async function save_session() {
   set_busy("save", true);
   $("export-list").replaceChildren();
+  tell("export-note", "");
   show_result("export-line", "Exporting — saving raw data, computing the TFR and writing the " +
     "PDF + CSV (up to ~1 minute)…");
   const { status, result, error } = await run_job("/export", "exporting");
@@ -55,6 +59,7 @@ async function save_session() {
     return;
   }
   const { folder, files = [], errors = [] } = result;
+  tell("export-note", EXPORT_NOTE);
   show_result("export-line", "Exported to exports/" + folder);
   $("export-list").append(...[files, errors].flat().map((text) => make("li", text)));
 }
