@@ -4,7 +4,7 @@ import { tmpdir } from "node:os";
 import { dirname, join } from "node:path";
 import { test } from "node:test";
 import { eventually, text_becomes } from "./browser.mjs";
-import { button, record_waits, requests_for, share_browser, with_page } from "./fixture.mjs";
+import { button, record_waits, requests_for, share_browser, show, with_page } from "./fixture.mjs";
 
 share_browser();
 
@@ -22,6 +22,13 @@ async function pick_folder(page, name, folder) {
   const chooser = page.waitForEvent("filechooser");
   await button(page, name).click();
   await (await chooser).setFiles(folder);
+}
+
+// The answers to the polls of a batch; the page asks once before, whether there is one already.
+function script_polls(server, ...answers) {
+  const polls = [{ status: "done", total: 3, done: 3, msg: "Earlier" }, ...answers];
+  server.replies["/batch_status"] = () => polls.shift();
+  return polls;
 }
 
 // A folder "study" with the files of the list, each holding its own name.
@@ -73,13 +80,12 @@ test("a refused import shows the note; the same file can be picked again",
 test("a Kubios file stays in Setup and its report is announced",
   with_page(async (page, server) => {
     server.replies["/import"] = { ok: true, kubios: true, beats: 312 };
-    const polls = [null, { status: "running", total: 1, done: 0, msg: "Working" },
-                   { status: "done", total: 1, done: 1, msg: "1 report written" }];
-    server.replies["/batch_status"] = () => polls.shift();
+    script_polls(server, null, { status: "running", total: 1, done: 0, msg: "Working" },
+                 { status: "done", total: 1, done: 1, msg: "1 report written" });
     await pick_file(page, "rr.csv", "sep=,");
     await text_becomes(hint(page), "Processing Kubios RR (312 beats)…");
     await text_becomes(hint(page), "✓ 1 report written", 8000);
-    assert.equal(requests_for(server, "/batch_status").length, 3);
+    assert.equal(requests_for(server, "/batch_status").length, 4);
     assert.equal(server.streams(), 0);
     assert.ok(await page.locator("#setup").isVisible());
   }));
@@ -96,9 +102,8 @@ test("a folder is uploaded file by file and run",
   with_folder(["a.TXT", "sub/b.csv", "sub/b_hrv.txt", "c.md"], async (page, server, folder) => {
     server.replies["/batch_new"] = server.replies["/batch_upload"] = { ok: true };
     server.replies["/batch_run"] = { ok: true };
-    const polls = [{ status: "running", total: 2, done: 1, msg: "Reading b.csv" },
-                   { status: "error", total: 2, done: 1, msg: "Disk full" }];
-    server.replies["/batch_status"] = () => polls.shift();
+    script_polls(server, { status: "running", total: 2, done: 1, msg: "Reading b.csv" },
+                 { status: "error", total: 2, done: 1, msg: "Disk full" });
     await pick_folder(page, "Import folder…", folder);
     await text_becomes(hint(page), "Reading b.csv — 1/2 files");
     const bar = page.getByRole("progressbar", { name: "Files done" });
@@ -108,7 +113,8 @@ test("a folder is uploaded file by file and run",
       button(page, name).getAttribute("aria-busy"))), ["false", "true", "false"]);
     await text_becomes(hint(page), "Disk full");
     assert.ok(await page.locator("#import-bar").isHidden());
-    assert.equal(server.requests[0].url, "/batch_new");
+    assert.deepEqual(server.requests.slice(0, 2).map(({ url }) => url),
+                     ["/batch_status", "/batch_new"]);
     const uploads = requests_for(server, "/batch_upload").map((r) => [r.url, r.body.toString()]);
     assert.deepEqual(uploads.sort(), [
       ["/batch_upload?rel=study%2Fa.TXT", "a.TXT"],
@@ -123,12 +129,11 @@ test("polls come every second; a failed one of a Kubios file is tried again afte
     server.replies["/batch_run"] = { ok: true };
     server.replies["/import"] = { ok: true, kubios: true, beats: 9 };
     await record_waits(page);
-    const answers = ["broken", { status: "running" }, { status: "done", msg: "Ready" }];
+    const answers = ["broken", { status: "running" }, { status: "done", total: 1, msg: "Ready" }];
     for (const [start, retry_ms] of [
       [() => pick_folder(page, "Batch process…", folder), 1000],
       [() => pick_file(page, "rr.csv", "sep=,"), 1200]]) {
-      const polls = [...answers];
-      server.replies["/batch_status"] = () => polls.shift();
+      const polls = script_polls(server, ...answers);
       await page.evaluate(() => { window.waits = []; });
       await start();
       await eventually(() => assert.equal(polls.length, 0));
@@ -146,7 +151,7 @@ test("a refused batch shows its reason and gives the buttons back",
     assert.deepEqual(requests_for(server, "/batch_run").map((r) => r.url),
       ["/batch_run?mode=batch" + PARAMETERS]);
     for (const name of BUTTONS) assert.ok(await button(page, name).isEnabled(), name);
-    assert.equal(requests_for(server, "/batch_status").length, 0);
+    assert.equal(requests_for(server, "/batch_status").length, 1);
   }));
 
 test("an upload that gets no answer says so and starts no batch",
@@ -164,3 +169,79 @@ test("an upload that gets no answer says so and starts no batch",
       assert.equal(requests_for(server, "/batch_run").length, 0);
     }
   }));
+
+const RUNNING = { status: "running", total: 40, done: 6, msg: "Processing a / b.txt" };
+const FINISHED = { status: "done", total: 40, done: 40, msg: "Done — 4 report(s)" };
+
+test("while a batch runs its files stay where they are, and it is followed",
+  with_folder(["a.txt"], async (page, server, folder) => {
+    for (const choose of [() => pick_folder(page, "Batch process…", folder),
+                          () => pick_file(page, "rr.csv", "sep=,")]) {
+      const polls = [RUNNING, { ...RUNNING, done: 7 }, FINISHED];
+      server.replies["/batch_status"] = () => polls.shift();
+      await choose();
+      await text_becomes(hint(page),
+        "A batch is already running. Processing a / b.txt — 7/40 files");
+      for (const name of BUTTONS) assert.ok(await button(page, name).isDisabled(), name);
+      await text_becomes(hint(page),
+        "✓ Done — 4 report(s) Yours was not sent: choose it again.");
+    }
+    assert.deepEqual(new Set(server.requests.map(({ path }) => path)), new Set(["/batch_status"]));
+  }));
+
+// What the program's own exports hold is sent, as any recording is, but no recording of its own.
+const OWN_FILES = ["x/anna_ECG.txt", "x/anna_HR.txt", "x/anna_markers.csv",
+                   "x/anna_TVN_logpower.csv", "x/my_hrv_notes.txt"];
+
+test("files that did not arrive are told, and only those",
+  with_folder(["a.txt", "b.csv", "y/lone_HR.txt", ...OWN_FILES], async (page, server, folder) => {
+    Object.assign(server.replies, { "/batch_new": { ok: true }, "/batch_upload": { ok: true },
+                                    "/batch_run": { ok: true } });
+    for (const [total, end, role] of [
+      [3, " 1 of 4 files did not arrive. Is the disk full?", "alert"], [4, "", null],
+      [0, " 4 of 4 files did not arrive. Is the disk full?", "alert"], [5, "", null]]) {
+      script_polls(server, { status: "done", total, done: total, msg: `Ready ${total}` });
+      await pick_folder(page, "Batch process…", folder);
+      await text_becomes(hint(page), `✓ Ready ${total}${end}`);
+      assert.equal(await hint(page).getAttribute("role"), role);
+    }
+    assert.equal(requests_for(server, "/batch_upload").length, 4 * 8);
+  }));
+
+test("an upload that the program refuses is not taken for no answer",
+  with_folder(["a.txt"], async (page, server, folder) => {
+    Object.assign(server.replies, { "/batch_new": { ok: true }, "/batch_upload": { ok: false } });
+    await pick_folder(page, "Batch process…", folder);
+    await text_becomes(hint(page), "Upload failed: refused");
+  }));
+
+test("a folder at another rate than 130 Hz is not sent, and the way is named",
+  with_folder(["a.txt"], async (page, server, folder) => {
+    Object.assign(server.replies, { "/batch_new": { ok: true }, "/batch_upload": { ok: true },
+                                    "/batch_run": { ok: true } });
+    await page.getByLabel("Import sample rate").fill("360");
+    await pick_folder(page, "Import folder…", folder);
+    await text_becomes(hint(page), "Folders are read at 130 Hz, not at 360: use “Import file…” " +
+      "for each file, or set the rate to 130.");
+    assert.deepEqual(server.requests, []);
+    for (const rate of ["130", ""]) {
+      await page.getByLabel("Import sample rate").fill(rate);
+      server.requests.length = 0;
+      script_polls(server, { status: "done", total: 1, done: 1, msg: "Ready " + rate });
+      await pick_folder(page, "Import folder…", folder);
+      await text_becomes(hint(page), ("✓ Ready " + rate).trim());
+      assert.equal(requests_for(server, "/batch_upload").length, 1);
+    }
+  }));
+
+test("an import that could not be stored is told", with_page(async (page, server) => {
+  server.replies["/import"] = { ok: true, file: "imported_x.csv" };
+  await pick_file(page, "x.txt", "1\n2");
+  await eventually(() => assert.equal(server.streams(), 1));
+  const ended = { elapsed: 0, frac: 0, running: false, source_label: "Imported — x.txt" };
+  await show(page, server, { ...ended, total: 3 });
+  const banner = page.locator("#trouble");
+  assert.ok(await banner.isHidden());
+  await show(page, server, { ...ended, total: 0 });
+  await text_becomes(banner, "The file could not be stored. Is the disk full?");
+}));

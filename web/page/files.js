@@ -26,11 +26,12 @@ function end_files(text, failed) {
 async function import_file(file) {
   set_files_busy("import-file");
   tell("import-hint", `Importing ${file.name}…`);
+  if (await follow_other_batch()) return;
   const reply = await try_call(`/import?fname=${encodeURIComponent(file.name)}&speed=${speed}` +
     start_parameters(), file);
   if (reply.ok && reply.kubios) {
     tell("import-hint", `Processing Kubios RR (${reply.beats} beats)…`);
-    follow_batch(() => {}, KUBIOS_RETRY_MS);
+    follow_batch({ quiet: true, retry_ms: KUBIOS_RETRY_MS });
   } else if (reply.ok) {
     end_files("");
     enter_session();
@@ -44,6 +45,15 @@ function is_recording({ name }) {
   return /\.(txt|csv)$/i.test(name) && !/hrv\.txt$/i.test(name);
 }
 
+// Whether a batch takes a file for a recording: not what the program itself writes beside one.
+function is_processed(file, all_paths) {
+  if (/_(markers|tvn_logpower)\.csv$|hrv.*\.txt$/i.test(file.name)) return false;
+  const path = path_of(file);
+  return !path.endsWith("_HR.txt") || !all_paths.has(path.replace(/HR.txt$/, "ECG.txt"));
+}
+
+const path_of = (file) => file.webkitRelativePath || file.name;
+
 // mode "single": all files are one person's recording; mode "batch": one report per recording.
 async function process_folder(all_files, button, mode) {
   const files = all_files.filter(is_recording);
@@ -51,27 +61,32 @@ async function process_folder(all_files, button, mode) {
     tell("import-hint", "No recordings (.txt raw ECG or .csv Kubios) found in that folder.", true);
     return;
   }
+  // Whatever the field says.
+  const rate = $("fs").value;
+  if (rate && Number(rate) !== 130) {
+    tell("import-hint", `Folders are read at 130 Hz, not at ${rate}: use “Import file…” for each ` +
+      "file, or set the rate to 130.", true);
+    return;
+  }
   set_files_busy(button);
+  tell("import-hint", "Uploading…");
+  if (await follow_other_batch()) return;
   const refusal = await upload_and_run(files, mode);
   if (refusal) {
     end_files(refusal, true);
     return;
   }
-  follow_batch(({ msg, done, total }) => {
-    show_progress(done, total);
-    set_text("import-hint", `${msg} — ${done}/${total} files`);
-  });
+  const paths = new Set(files.map(path_of));
+  follow_batch({ sent: files.filter((file) => is_processed(file, paths)).length });
 }
 
 // Nothing when the batch was started, else why not.
 async function upload_and_run(files, mode) {
-  tell("import-hint", "Uploading…");
   let reply = await try_call("/batch_new");
   for (let n = 0; n < files.length && reply.ok; ++n) {
     set_text("import-hint", `Uploading… ${n + 1}/${files.length}`);
     show_progress(n, files.length);
-    const rel = files[n].webkitRelativePath || files[n].name;
-    reply = await try_call("/batch_upload?rel=" + encodeURIComponent(rel), files[n]);
+    reply = await try_call("/batch_upload?rel=" + encodeURIComponent(path_of(files[n])), files[n]);
   }
   if (!reply.ok) return "Upload failed: " + refusal_text(reply);
   const [, top = "import"] = files[0].webkitRelativePath.match(/^([^/]+)\//) || [];
@@ -80,14 +95,27 @@ async function upload_and_run(files, mode) {
   return reply.ok ? "" : refusal_text(reply, "Could not start.");
 }
 
-function follow_batch(on_running, retry_ms) {
-  poll("/batch_status", BATCH_POLL_MS, (job) => {
-    if (job.status === "running") {
-      on_running(job);
+// A batch that is running, whoever started it, keeps the uploaded files that it reads. Whether
+// there is one; it is followed, and what was chosen is not sent.
+async function follow_other_batch() {
+  if ((await try_call("/batch_status")).status !== "running") return false;
+  follow_batch({ before: "A batch is already running. ",
+                 after: " Yours was not sent: choose it again." });
+  return true;
+}
+
+// Says how far the batch is, unless quiet, and how it ended. sent: how many files it should find.
+function follow_batch({ before = "", after = "", sent = 0, quiet = false, retry_ms }) {
+  poll("/batch_status", BATCH_POLL_MS, ({ status, msg, done, total }) => {
+    if (status === "running") {
+      if (!quiet) show_progress(done, total);
+      if (!quiet) set_text("import-hint", `${before}${msg} — ${done}/${total} files`);
       return false;
     }
-    const done = job.status === "done";
-    end_files(done ? "✓ " + job.msg : job.msg || "The batch did not run.", !done);
+    const good = status === "done";
+    const missing = good ? sent - total : 0;
+    if (missing > 0) after = ` ${missing} of ${sent} files did not arrive. Is the disk full?`;
+    end_files((good ? "✓ " + msg : msg || "The batch did not run.") + after, !good || missing > 0);
     return true;
   }, retry_ms);
 }
