@@ -194,18 +194,18 @@ const OWN_FILES = ["x/anna_ECG.txt", "x/anna_HR.txt", "x/anna_markers.csv",
                    "x/anna_TVN_logpower.csv", "x/my_hrv_notes.txt"];
 
 test("files that did not arrive are told, and only those",
-  with_folder(["a.txt", "b.csv", "y/lone_HR.txt", ...OWN_FILES], async (page, server, folder) => {
+  with_folder(["a.txt", "y/lone_HR.txt", "z/lone_HR.txt", "b.csv", ...OWN_FILES], async (page, server, folder) => {
     Object.assign(server.replies, { "/batch_new": { ok: true }, "/batch_upload": { ok: true },
                                     "/batch_run": { ok: true } });
     for (const [total, end, role] of [
-      [3, " 1 of 4 files did not arrive. Is the disk full?", "alert"], [4, "", null],
-      [0, " 4 of 4 files did not arrive. Is the disk full?", "alert"], [5, "", null]]) {
+      [4, " 1 of 5 files did not arrive. Is the disk full?", "alert"], [5, "", null],
+      [0, " 5 of 5 files did not arrive. Is the disk full?", "alert"], [6, "", null]]) {
       script_polls(server, { status: "done", total, done: total, msg: `Ready ${total}` });
       await pick_folder(page, "Batch process…", folder);
       await text_becomes(hint(page), `✓ Ready ${total}${end}`);
       assert.equal(await hint(page).getAttribute("role"), role);
     }
-    assert.equal(requests_for(server, "/batch_upload").length, 4 * 8);
+    assert.equal(requests_for(server, "/batch_upload").length, 4 * 9);
   }));
 
 test("an upload that the program refuses is not taken for no answer",
@@ -221,11 +221,12 @@ test("a folder at another rate than 130 Hz is not sent, and the way is named",
                                     "/batch_run": { ok: true } });
     await page.getByLabel("Import sample rate").fill("360");
     await pick_folder(page, "Import folder…", folder);
-    await text_becomes(hint(page), "Folders are read at 130 Hz, not at 360: use “Import file…” " +
-      "for each file, or set the rate to 130.");
+    await text_becomes(hint(page), "Folders are read at 130 Hz, not at 360: " +
+      "use “Import file…” for each file, or set the rate to 130.");
     assert.deepEqual(server.requests, []);
     for (const rate of ["130", ""]) {
       await page.getByLabel("Import sample rate").fill(rate);
+      await text_becomes(hint(page), "");
       server.requests.length = 0;
       script_polls(server, { status: "done", total: 1, done: 1, msg: "Ready " + rate });
       await pick_folder(page, "Import folder…", folder);

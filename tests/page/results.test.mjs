@@ -167,6 +167,7 @@ test("a new session leaves nothing of the last one", in_session(async (page, ser
   server.replies["/export_status"] = { status: "exporting" };
   await button(page, "Save").click();
   await text_becomes(export_line(page), EXPORTING);
+  server.replies["/status"] = snapshot({ running: false, export_status: "exporting" });
   await button(page, "New session").click();
   await eventually(async () => assert.ok(await page.locator("#setup").isVisible()));
   await start_replay(page, server);

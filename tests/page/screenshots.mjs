@@ -16,6 +16,8 @@ import { STATES } from "./states.mjs";
 const FORMS = {
   wide_light: { viewport: { width: 1280, height: 720 } },
   wide_dark: { viewport: { width: 1280, height: 720 }, colorScheme: "dark" },
+  laptop_light: { viewport: { width: 1366, height: 641 } },
+  laptop_dark: { viewport: { width: 1366, height: 641 }, colorScheme: "dark" },
   phone_light: { viewport: { width: 375, height: 812 }, deviceScaleFactor: 2 },
   phone_dark: { viewport: { width: 375, height: 812 }, deviceScaleFactor: 2, colorScheme: "dark" },
   narrow: { viewport: { width: 320, height: 640 } },

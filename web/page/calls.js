@@ -20,7 +20,7 @@ async function call(path, body) {
     return parse_reply(await response.text());
   } finally {
     clearTimeout(limit);
-    count_overdue(-overdue);
+    if (overdue) count_overdue(-1);
   }
 }
 

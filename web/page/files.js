@@ -108,8 +108,9 @@ async function follow_other_batch() {
 function follow_batch({ before = "", after = "", sent = 0, quiet = false, retry_ms }) {
   poll("/batch_status", BATCH_POLL_MS, ({ status, msg, done, total }) => {
     if (status === "running") {
-      if (!quiet) show_progress(done, total);
-      if (!quiet) set_text("import-hint", `${before}${msg} — ${done}/${total} files`);
+      if (quiet) return false;
+      show_progress(done, total);
+      set_text("import-hint", `${before}${msg} — ${done}/${total} files`);
       return false;
     }
     const good = status === "done";

@@ -1,8 +1,6 @@
 // What comes out of a session: the export into files and the two TFR figures.
 
 const JOB_POLL_MS = 1500;
-const EXPORT_NOTE = "In the data folder, by default Documents/TVN-Live. " +
-  "A number is added when the name was taken.";
 const TFR_FIGURES = [
   ["High frequency resolution (n = 10)", "tfr10"],
   ["High time resolution (n = 3)", "tfr3"],
@@ -17,7 +15,7 @@ function clear_results() {
   ++session_number;
   for (const end of Object.values(end_poll)) end();
   tfr_computed = false;
-  for (const id of ["stop", "save", "tfr"]) set_busy(id, false);
+  for (const id of ["save", "tfr"]) set_busy(id, false);
   for (const id of ["export-line", "export-note", "tfr-line"]) tell(id, "");
   for (const id of ["export-list", "tfr-area"]) $(id).replaceChildren();
   $("results").hidden = true;
@@ -28,7 +26,7 @@ function clear_results() {
 function show_result(line, text, failed) {
   $("results").hidden = false;
   tell(line, text, failed);
-  if (!is_running()) $("results").scrollIntoView({ block: "nearest" });
+  if (!run?.running) $("results").scrollIntoView({ block: "nearest" });
 }
 
 // Starts a job and gives its last status; nothing once the session is over.
@@ -59,7 +57,8 @@ async function save_session() {
     return;
   }
   const { folder, files = [], errors = [] } = result;
-  tell("export-note", EXPORT_NOTE);
+  tell("export-note", "In the data folder, by default Documents/TVN-Live. " +
+    "A number is added when the name was taken.");
   show_result("export-line", "Exported to exports/" + folder);
   $("export-list").append(...[files, errors].flat().map((text) => make("li", text)));
 }

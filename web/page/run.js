@@ -11,7 +11,6 @@ function is_other_run(now) {
   const began_again = (job) => now[job] === "idle" && run[job] !== "idle";
   return now.mode !== run.mode || now.source_label !== run.source_label ||
     (now.mode === "live" ? now.elapsed < run.elapsed : now.total !== run.total) ||
-    now.markers.length < run.markers.length || (run.saved_as && !now.saved_as) ||
     began_again("tfr_status") || began_again("export_status");
 }
 
@@ -34,7 +33,6 @@ function forget_run() {
 
 // A recording can be replayed again; what the strap sent cannot.
 const is_unsaved = () => run?.mode === "live" && run.elapsed > saved_s;
-const is_running = () => run?.running === true;
 
 // What Setup offers for the run that the program holds, be it this page's or another's. Without an
 // answer there is none.
@@ -44,6 +42,6 @@ async function offer_run() {
   if (now.mode) follow_run(now);
   if (!now.mode || now.mode === "idle") forget_run();
   $("back").hidden = !run;
-  $("running-note").hidden = !is_running();
+  $("running-note").hidden = !run?.running;
   show_scan_button();
 }

@@ -4,7 +4,6 @@ const SUMMARY_MS = 10000;
 const FULL_TRACE = 780;
 // A heart beat spans hundreds of microvolts, or about one millivolt.
 const MICROVOLT_SPAN = 50;
-const MILLIVOLTS = " · Most likely in millivolts, but files keep whole numbers only.";
 
 let stream = null;
 let last_snapshot = null;
@@ -26,7 +25,7 @@ function enter_session() {
 
 // The run that the program holds, with the results that are still on show.
 function return_to_session() {
-  open_session(is_running() ? "Recording" : "Stopped");
+  open_session(session_word(run));
 }
 
 function open_session(word) {
@@ -140,7 +139,8 @@ function render_titles(snapshot) {
       `Expected ${snapshot.expected_freq} Hz`);
   set_text("source-label", snapshot.source_label);
   set_text("bluetooth-line", live ? " · Bluetooth: " + snapshot.bt_status : "");
-  set_text("unit-note", is_in_millivolts(snapshot) ? MILLIVOLTS : "");
+  set_text("unit-note", is_in_millivolts(snapshot)
+    ? " · Most likely in millivolts, but files keep whole numbers only." : "");
   render_hint(snapshot);
 }
 

@@ -28,13 +28,7 @@ function enter_setup() {
 
 const parse_seconds = (text) => parseFloat(text.replace(",", ".")) || 0;
 
-// What the program would take for another number than the one meant. It is sent as typed.
-function mark_period(field) {
-  field.setCustomValidity(/^\s*\+?(\d+[.,]?\d*|[.,]\d+)\s*$/.test(field.value) ? "" : "Seconds");
-}
-
 function show_cycle() {
-  for (const id of ["indur", "outdur"]) mark_period($(id));
   const [inhale, exhale] = ["indur", "outdur"].map((id) => parse_seconds($(id).value));
   const cycle = Math.round((inhale + exhale) * 100) / 100;
   set_text("cycle-line", `Cycle ${cycle} s · ${cycle ? (1 / cycle).toFixed(4) : 0} Hz`);
@@ -95,12 +89,8 @@ function fill_from(file) {
   const found = file.match(/^(.*)_on([\d.]+)_off([\d.]+)_([MF])(-?\d+)_/);
   if (!found) return "";
   const [, name, ...values] = found;
-  // The name is that of a file; one that is typed in full says more.
-  const letters = (text) => text.replace(/[^a-z\d.-]/gi, "");
-  if (letters($("name").value) !== letters(name)) {
-    // A live run without a name is called by its strap.
-    $("name").value = name.startsWith("Live__") ? "" : name;
-  }
+  // A live run without a name is called by its strap.
+  $("name").value = name.startsWith("Live__") ? "" : name;
   ["indur", "outdur", "sex", "age"].forEach((id, n) => { $(id).value = values[n]; });
   return "Filled in from the recording; change what is not right.";
 }
@@ -109,6 +99,7 @@ function fill_from(file) {
 // which would miss a button that moves with the hint.
 function follow_input({ target }) {
   tell("start-hint", target.id === "recording" ? fill_from(target.value) : "");
+  if (target.id === "fs") tell("import-hint", "");
   show_cycle();
 }
 
@@ -120,7 +111,7 @@ async function check_bluetooth() {
 
 // A scan would cut off the strap of a recording that is running.
 function show_scan_button() {
-  $("scan").disabled = bluetooth_missing || is_running() || is_busy("scan");
+  $("scan").disabled = bluetooth_missing || run?.running || is_busy("scan");
 }
 
 async function scan_for_devices() {

@@ -2,15 +2,9 @@
 
 const LOST = "Connection to Talvern Live lost. Is its window still open?";
 const LOST_RETRY_MS = 2000;
-const RESTARTED = "The program was started again; the earlier run is not there.";
-// A browser opens six connections to a program, and every open page keeps one.
-const NO_ANSWER = "No answer for 5 s. Close other tabs of Talvern Live.";
-const NOT_STORED = "The file could not be stored. Is the disk full?";
 
 const FIRST_SAMPLE_S = 15;
 const STILL_LIMIT_S = 2;
-const STILL_ADVICE =
-  "Wet the electrodes and come closer. If it stays silent: Save, then start again.";
 // What the strap's link says before the first sample, and what helps.
 const LINK_ADVICE = [
   [/turned off/, "Turn it on, then start again."],
@@ -23,23 +17,24 @@ const LINK_ADVICE = [
 
 // The elapsed time of the run, and when it last changed.
 let moved = {};
-let trouble = {};
+let trouble = { kind: "", text: "", seconds: "" };
 let overdue_calls = 0;
 
 // kind is "lost", "stalled", "other" or nothing.
-function show_trouble(kind = "", text = LOST, seconds) {
+function show_trouble(kind = "", text = LOST, seconds = "") {
   trouble = { kind, text, seconds };
   if (kind === "lost" && $("setup").hidden) set_status_word("No connection", run?.name_id);
   draw_trouble();
 }
 
+// A browser opens six connections to a program, and every open page keeps one.
 function draw_trouble() {
-  const { kind, text, seconds } = trouble.kind || !overdue_calls ? trouble
-    : { kind: "slow", text: NO_ANSWER };
+  const { kind, text, seconds } = trouble;
+  const slow = !kind && overdue_calls > 0;
   set_state("trouble", kind);
-  set_text("trouble-seconds", seconds || "");
-  set_text("trouble-text", text);
-  $("trouble").hidden = !kind;
+  set_text("trouble-seconds", seconds);
+  set_text("trouble-text", slow ? "No answer for 5 s. Close other tabs of Talvern Live." : text);
+  $("trouble").hidden = !kind && !slow;
 }
 
 function count_overdue(change) {
@@ -49,10 +44,12 @@ function count_overdue(change) {
 
 function watch_snapshot(snapshot, now_s) {
   const { mode, total, source_label } = snapshot;
-  if (mode === "idle") show_trouble("other", RESTARTED);
-  else if (mode === "live") watch_strap(snapshot, now_s);
-  else if (total === 0 && source_label.startsWith("Imported")) show_trouble("other", NOT_STORED);
-  else show_trouble();
+  if (mode === "live") watch_strap(snapshot, now_s);
+  else if (mode === "idle") {
+    show_trouble("other", "The program was started again; the earlier run is not there.");
+  } else if (total === 0 && source_label.startsWith("Imported")) {
+    show_trouble("other", "The file could not be stored. Is the disk full?");
+  } else show_trouble();
 }
 
 // A strap that has come off sends nothing, and the old numbers would pass for new ones.
@@ -63,7 +60,8 @@ function watch_strap({ running, elapsed, bt_status }, now_s) {
     show_trouble();
   } else if (elapsed) {
     const told = bt_status.replace(/^Streaming.*/, "");
-    show_trouble("stalled", told + " " + STILL_ADVICE,
+    show_trouble("stalled", told + " Wet the electrodes and come closer. " +
+                 "If it stays silent: Save, then start again.",
                  `No data from the strap for ${still_s | 0} s`);
   } else {
     const [, advice] = LINK_ADVICE.find(([words]) => words.test(bt_status));
