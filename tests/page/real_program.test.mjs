@@ -128,6 +128,27 @@ test("a 360 Hz recording is imported and replays at its own pace", async () => {
   await close_page(page);
 });
 
+test("a page that is reloaded in a run leads back to it, and so does Setup after it", async () => {
+  const page = await open_page(browser, address);
+  await page.getByLabel("Name or ID-code").fill("Rita");
+  await replay(page, "Sample 2.txt");
+  await text_becomes(page.locator("#session-title"), "Playback · Rita");
+  const elapsed = () => page.evaluate(() => last_snapshot.elapsed);
+  await eventually(async () => assert.ok(await elapsed() > 1));
+  await page.reload();
+  await page.getByText("A recording is running").waitFor();
+  await button(page, "Back to the last session").click();
+  await text_becomes(page.locator("#session-title"), "Playback · Rita");
+  await eventually(async () => assert.ok(await elapsed() > 1));
+  await button(page, "New session").click();
+  await button(page, "Back to the last session").waitFor();
+  assert.ok(await page.getByText("A recording is running").isHidden());
+  await button(page, "Back to the last session").click();
+  await text_becomes(page.locator("#status-word"), "Stopped");
+  assert.equal(await page.title(), "Stopped · Rita");
+  await close_page(page);
+});
+
 test("jumping back and forth in a recording", async () => {
   const page = await open_page(browser, address);
   await replay(page, "Sample 2.txt");

@@ -21,7 +21,10 @@ function keep_awake(running) {
 }
 
 function ask_before_closing(event) {
-  if (is_unsaved()) event.preventDefault();
+  if (!is_unsaved()) return;
+  event.preventDefault();
+  // Older browsers ask for a text, which they do not show.
+  event.returnValue = true;
 }
 
 // Turns a switch over; whether it is now on.

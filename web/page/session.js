@@ -1,7 +1,6 @@
 // The Session view: snapshots in, the view out; keys and buttons of a run.
 
 const SUMMARY_MS = 10000;
-const FULL_TRACE = 780;
 // A heart beat spans hundreds of microvolts, or about one millivolt.
 const MICROVOLT_SPAN = 50;
 
@@ -144,10 +143,10 @@ function render_titles(snapshot) {
   render_hint(snapshot);
 }
 
-// A trace that began with loose electrodes is told by its first beat.
+// A whole trace, 6 s, holds beats; one that began with loose electrodes is told by its first.
 function is_in_millivolts({ mode, ecg }) {
   const { low, high } = extent(ecg);
-  if (ecg.length >= FULL_TRACE) widest = Math.max(widest, high - low);
+  if (ecg.length >= 780) widest = Math.max(widest, high - low);
   return mode === "replay" && widest > 0 && widest < MICROVOLT_SPAN;
 }
 
