@@ -215,15 +215,23 @@ test("an upload that the program refuses is not taken for no answer",
     await text_becomes(hint(page), "Upload failed: refused");
   }));
 
-test("a folder at another rate than 130 Hz is not sent, and the way is named",
+test("before a folder is sent at another rate than 130 Hz the page says so, and names the way",
   with_folder(["a.txt"], async (page, server, folder) => {
-    Object.assign(server.replies, { "/batch_new": { ok: true }, "/batch_upload": { ok: true },
+    let release;
+    const released = new Promise((resolve) => { release = () => resolve({ ok: true }); });
+    Object.assign(server.replies, { "/batch_new": () => released, "/batch_upload": { ok: true },
                                     "/batch_run": { ok: true } });
     await page.getByLabel("Import sample rate").fill("360");
+    script_polls(server, { status: "running", total: 2, done: 1, msg: "Reading" },
+                 { status: "done", total: 2, done: 2, msg: "Ready" });
     await pick_folder(page, "Import folder…", folder);
-    await text_becomes(hint(page), "Folders are read at 130 Hz, not at 360: " +
-      "use “Import file…” for each file, or set the rate to 130.");
-    assert.deepEqual(server.requests, []);
+    const note =
+      " Folders are read at 130 Hz: for ECG at 360 Hz use “Import file…”, one by one.";
+    await text_becomes(hint(page), "Uploading…" + note);  // while the first request waits
+    assert.equal(requests_for(server, "/batch_upload").length, 0);
+    release();
+    await text_becomes(hint(page), "Reading — 1/2 files." + note);
+    await text_becomes(hint(page), "✓ Ready" + note);
     for (const rate of ["130", ""]) {
       await page.getByLabel("Import sample rate").fill(rate);
       await text_becomes(hint(page), "");

@@ -60,9 +60,17 @@ export const STATES = {
     await page.getByLabel("Recording", { exact: true }).selectOption(SAVED);
   }],
   setup_blank_period: [() => {}, (page) => page.getByLabel("In-period").fill("")],
-  folder_rate: [() => {}, async (page) => {
+  folder_rate: [(s) => {
+    const polls = [{ status: "idle" }, { status: "done", total: 1, done: 1,
+      msg: "Done — 1 report(s) written to Documents/TVN-Live/exports." }];
+    s.replies["/batch_status"] = () => polls.shift();
+    for (const path of ["/batch_new", "/batch_upload", "/batch_run"]) {
+      s.replies[path] = { ok: true };
+    }
+  }, async (page) => {
     await page.getByLabel("Import sample rate").fill("360");
     await page.evaluate(() => process_folder([new File(["1"], "a.txt")], "batch-folder", "batch"));
+    await page.getByText("one by one").waitFor();
   }],
   batch_running: [(s) => {
     s.replies["/batch_status"] = { status: "running", total: 40, done: 6,

@@ -61,30 +61,26 @@ async function process_folder(all_files, button, mode) {
     tell("import-hint", "No recordings (.txt raw ECG or .csv Kubios) found in that folder.", true);
     return;
   }
-  // Whatever the field says.
   const rate = $("fs").value;
-  if (rate && Number(rate) !== 130) {
-    tell("import-hint", `Folders are read at 130 Hz, not at ${rate}: use “Import file…” for each ` +
-      "file, or set the rate to 130.", true);
-    return;
-  }
+  const note = !rate || Number(rate) === 130 ? ""
+    : ` Folders are read at 130 Hz: for ECG at ${rate} Hz use “Import file…”, one by one.`;
   set_files_busy(button);
-  tell("import-hint", "Uploading…");
+  tell("import-hint", "Uploading…" + note);
   if (await follow_other_batch()) return;
-  const refusal = await upload_and_run(files, mode);
+  const refusal = await upload_and_run(files, mode, note);
   if (refusal) {
     end_files(refusal, true);
     return;
   }
   const paths = new Set(files.map(path_of));
-  follow_batch({ sent: files.filter((file) => is_processed(file, paths)).length });
+  follow_batch({ sent: files.filter((file) => is_processed(file, paths)).length, note });
 }
 
 // Nothing when the batch was started, else why not.
-async function upload_and_run(files, mode) {
+async function upload_and_run(files, mode, note) {
   let reply = await try_call("/batch_new");
   for (let n = 0; n < files.length && reply.ok; ++n) {
-    set_text("import-hint", `Uploading… ${n + 1}/${files.length}`);
+    set_text("import-hint", `Uploading… ${n + 1}/${files.length}${note && "." + note}`);
     show_progress(n, files.length);
     reply = await try_call("/batch_upload?rel=" + encodeURIComponent(path_of(files[n])), files[n]);
   }
@@ -104,19 +100,21 @@ async function follow_other_batch() {
   return true;
 }
 
-// Says how far the batch is, unless quiet, and how it ended. sent: how many files it should find.
-function follow_batch({ before = "", after = "", sent = 0, quiet = false, retry_ms }) {
+// Says how far the batch is, unless quiet, and how it ended, with the note. sent: how many files it
+// should find.
+function follow_batch({ before = "", note = "", after = "", sent = 0, quiet = false, retry_ms }) {
   poll("/batch_status", BATCH_POLL_MS, ({ status, msg, done, total }) => {
     if (status === "running") {
       if (quiet) return false;
       show_progress(done, total);
-      set_text("import-hint", `${before}${msg} — ${done}/${total} files`);
+      set_text("import-hint", `${before}${msg} — ${done}/${total} files${note && "." + note}`);
       return false;
     }
     const good = status === "done";
     const missing = good ? sent - total : 0;
     if (missing > 0) after = ` ${missing} of ${sent} files did not arrive. Is the disk full?`;
-    end_files((good ? "✓ " + msg : msg || "The batch did not run.") + after, !good || missing > 0);
+    const end = good ? "✓ " + msg : msg || "The batch did not run.";
+    end_files(end + note + after, !good || missing > 0);
     return true;
   }, retry_ms);
 }
