@@ -46,6 +46,12 @@ std::optional<std::string_view> value_of(std::string_view line, std::string_view
   return trimmed(line.substr(colon + 1));
 }
 
+// Others may cut a line at them, or not see them.
+bool holds_control_bytes(std::string_view line) {
+  return std::any_of(line.begin(), line.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < ' ' && c != '\t'; });
+}
+
 // Takes the next line off the front, without its end, "\r\n" or "\n" alone: whoever reads lines
 // more strictly than others can be shown other headers than they are.
 std::string_view take_header_line(std::string_view& rest) {
@@ -64,20 +70,22 @@ bool header_is_admitted(std::string_view line, int port) {
   if (const auto site = value_of(line, "sec-fetch-site")) {
     return *site == "same-origin" || *site == "none";
   }
-  // What others might read as another header: a line that is none, one that goes on from the one
-  // before, one that a lone carriage return cuts.
+  // What others might read as another header: a line that is none, or one that goes on from the one
+  // before.
   const std::size_t name_end = line.find_first_of(": \t");
-  return name_end != line.npos && line[name_end] == ':' && line.find('\r') == line.npos;
+  return name_end != line.npos && line[name_end] == ':';
 }
 
 }  // namespace
 
 bool guard_admits(std::string_view head, int port) {
   if (!head.ends_with("\r\n\r\n")) return false;
-  if (!is_plain_method(take_header_line(head))) return false;
+  const std::string_view request_line = take_header_line(head);
+  if (!is_plain_method(request_line) || holds_control_bytes(request_line)) return false;
   int hosts = 0;
   while (!head.empty()) {
     const std::string_view line = take_header_line(head);
+    if (holds_control_bytes(line)) return false;
     if (!line.empty() && !header_is_admitted(line, port)) return false;
     hosts += value_of(line, "host") ? 1 : 0;
   }

@@ -50,6 +50,8 @@ TEST(Guard, RefusesARepeatedOrMalformedHost) {
   EXPECT_FALSE(admits("Host: 127.0.0.1:8000\r\n .evil.test\r\n"));
   EXPECT_FALSE(admits("Accept: a\rHost: evil.test:8000\r\n"));
   EXPECT_FALSE(admits("Accept: a\nHost: evil.test:8000\r\n"));
+  EXPECT_FALSE(admits(std::string("Or\0igin: http://evil.test\r\n", 27)));
+  EXPECT_FALSE(guard_admits("GET / HTTP/1.1\rHost: evil.test:8000\r\n\r\n", k_port));
 }
 
 TEST(Guard, RefusesPagesOfOtherServers) {
