@@ -1,3 +1,4 @@
+// The program's version.
 #pragma once
 
 namespace tvn {

@@ -1,7 +1,7 @@
 # The rooms of the program, from the ground up: each folder of sources, and the rooms that it may
-# include. Those open the way to what they include themselves. This table is all there is to say
-# about it: the build makes one library per room from it, and a test holds every #include against
-# it (tests/tools/rooms_test.cmake).
+# include. Those open the way to what they include themselves. The build makes one library per room
+# from this table (assets and the sensor's three rooms are one each, in files of their own), and a
+# test holds every #include against it (tests/tools/rooms_test.cmake).
 
 tvn_room(base)
 tvn_room(assets)

@@ -11,6 +11,7 @@
 #include "host/server.h"
 #include "host/startup.h"
 #include "session/runs.h"
+#include "web/http/peer.h"
 
 namespace {
 
@@ -44,6 +45,7 @@ int main(int argc, char** argv) {
   const std::unique_ptr<tvn::BleDriver> sensor = tvn::make_sensor_driver();
   g_session.sensor = sensor.get();
 
+  const bool guards_users = environment.guarded && tvn::system_tells_peers();
   const int first_port = argc > 1 ? tvn::port_from_argument(argv[1]) : k_default_port;
   const auto listener = tvn::listen_on_free_port(first_port);
   if (!listener) {
@@ -58,6 +60,6 @@ int main(int argc, char** argv) {
   print_banner(listener->port);
   tvn::launch_browser(listener->port);
 
-  static tvn::Site site{g_session, folders.web_dir, environment.guarded};
+  static tvn::Site site{g_session, folders.web_dir, environment.guarded, guards_users};
   tvn::serve(listener->fd, site);
 }

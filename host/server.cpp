@@ -57,9 +57,9 @@ void wait_after_failed_accept() {
 }
 
 // The user is asked for last: the kernel need not be, for what the head rules out.
-HeadFilter guard_of(int fd) {
-  return [fd](std::string_view head) {
-    return guard_admits(head, local_port(fd)) && !peer_is_other_user(fd);
+HeadFilter guard_of(int fd, bool guards_users) {
+  return [=](std::string_view head) {
+    return guard_admits(head, local_port(fd)) && !(guards_users && peer_is_other_user(fd));
   };
 }
 
@@ -100,7 +100,7 @@ void serve(int listener, Site& site) {
 void handle_connection(int fd, Site& site) noexcept {
   try {
     const auto answer = [&site](const Request& request) { return route(request, site); };
-    route_request(fd, answer, site.guarded ? guard_of(fd) : nullptr);
+    route_request(fd, answer, site.guarded ? guard_of(fd, site.guards_users) : nullptr);
     return;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "[handle] exception: %s\n", error.what());

@@ -1,4 +1,6 @@
+// Peaks that lie too near to a higher one.
 #pragma once
+
 #include <cstdint>
 #include <span>
 #include <vector>

@@ -1,4 +1,6 @@
+// Artefacts among beat-to-beat intervals: ectopic and missed beats.
 #pragma once
+
 #include <span>
 #include <vector>
 

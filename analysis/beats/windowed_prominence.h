@@ -1,4 +1,6 @@
+// Prominences within a short reach, for many peaks at once.
 #pragma once
+
 #include <cstdint>
 #include <span>
 #include <vector>

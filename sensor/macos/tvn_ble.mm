@@ -137,11 +137,11 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 - (void)disconnect {
   CBPeripheral* strap = self.peripheral;
   CBCharacteristic* control = self.controlChar;
+  if (strap != nil) self.leaving = strap;
   // Forgotten first: whatever the framework throws, the next run does not find this one's strap.
   self.peripheral = nil;
   self.controlChar = nil;
   self.ecgStarted = NO;
-  if (strap != nil) self.leaving = strap;
   @try {
     if (strap != nil && control != nil && [strap state] == CBPeripheralStateConnected) {
       self.stopPending = YES;
@@ -176,7 +176,10 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 }
 
 - (void)centralManager:(CBCentralManager*)central didConnectPeripheral:(CBPeripheral*)peripheral {
-  if (peripheral == self.leaving) self.leaving = nil;
+  if (peripheral == self.leaving) {
+    self.leaving = nil;
+    self.stopPending = NO;
+  }
   if (peripheral != self.peripheral) return;
   tvn::sensor_log(tvn::k_log_connected);
   tvn::report_status(tvn::k_status_connected);
@@ -208,10 +211,13 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
   tvn::report_status(tvn::k_status_disconnected);
 }
 
-// What a strap tells that was forgotten, or replaced by another, is for nobody.
 #pragma mark - What the strap tells, on the queue
 
+// What a strap tells that was forgotten, or replaced by another, is for nobody; only what it refused
+// is logged all the same.
+
 - (void)peripheral:(CBPeripheral*)peripheral didDiscoverServices:(NSError*)error {
+  if (peripheral != self.peripheral) return;
   for (CBService* service in [peripheral services]) {
     [peripheral discoverCharacteristics:nil forService:service];
   }

@@ -1,6 +1,7 @@
 // Any doubles as an ECG: the fast forms of the analysis against the plain transcriptions of their
 // definitions, and nothing but numbers, emptiness or NaN out of it. The first byte chooses the
 // cycle.
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -8,7 +9,9 @@
 #include "analysis/rhythm/hr_series.h"
 #include "analysis/rhythm/tvn_series.h"
 #include "analysis/tfr/fast.h"
+#include "analysis/tfr/rows.h"
 #include "tests/analysis/plain_forms.h"
+#include "tests/analysis/tfr/plain_tfr.h"
 #include "tests/fuzz/wild_values.h"
 
 namespace {
@@ -27,6 +30,25 @@ void expect_near(const std::vector<double>& got, const std::vector<double>& want
     if (!same(got[i], wanted[i]) && !(std::fabs(got[i] - wanted[i]) <= tolerance * scale)) {
       std::abort();
     }
+  }
+}
+
+// One row of the picture against its definition, for intervals that a heart could have. The power
+// has a floor far below the strongest one (analysis/tfr/fast.h).
+void check_pictures(std::size_t n, const std::vector<double>& rr, double cycle) {
+  const tvn::TfrPictures pictures = tvn::compute_tfr_pictures(n, rr, cycle, 130);
+  if (!pictures.valid) return;
+  const auto plausible = [](double interval) { return interval >= 0.3 && interval <= 2; };
+  if (!std::all_of(rr.begin(), rr.end(), plausible)) return;
+  const std::size_t row = 160, width = pictures.tfr3.width;
+  const double frequency = tvn::tfr_frequencies()[row];
+  const std::vector<double> power = tvn::plain::TfrRows(n, rr, cycle, 130).row(frequency, 3);
+  const double strongest = *std::max_element(power.begin(), power.end());
+  for (std::size_t x = 0; x < width; ++x) {
+    const double wanted = power[tvn::tfr_matrix_column(x, width, n)];
+    const double error =
+        std::sqrt(static_cast<double>(pictures.tfr3.values[row * width + x])) - std::sqrt(wanted);
+    if (!(std::fabs(error) <= 1e-5 * std::sqrt(wanted) + 1e-6 * std::sqrt(strongest))) std::abort();
   }
 }
 
@@ -49,5 +71,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (double& interval : intervals) interval /= 1000;
   tvn::compute_tvn_series(intervals, n, 2, cycle, 130, 0.1);
   if (data[0] % 32 == 0) tvn::compute_tfr_pictures(ecg.size(), intervals, cycle, 130);
+  if (data[0] == 32) check_pictures(ecg.size(), rr, cycle);
   return 0;
 }

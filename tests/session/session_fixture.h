@@ -1,4 +1,4 @@
-// A session with a data folder of its own, for tests of the session layer.
+// A session with a data folder of its own, for tests of what works on it.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -15,8 +15,10 @@ namespace tvn {
 struct Site {
   Engine& engine;
   std::string web_dir;  // folder of the page's files
-  // Whether only the program's own page and programs of the user are answered (web/http/guard.h).
+  // Whether only the program's own page and programs that are no other page's are answered
+  // (web/http/guard.h), and whether only the user's own and root's are (web/http/peer.h).
   bool guarded = false;
+  bool guards_users = false;
   // Held from making sure that no batch runs to having started one over the upload folder: an
   // import must not remove what the batch of another request, begun at the same time, reads.
   Mutex upload_control = {};

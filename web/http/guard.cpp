@@ -82,14 +82,18 @@ bool guard_admits(std::string_view head, int port) {
   if (!head.ends_with("\r\n\r\n")) return false;
   const std::string_view request_line = take_header_line(head);
   if (!is_plain_method(request_line) || holds_control_bytes(request_line)) return false;
-  int hosts = 0;
+  std::optional<std::string_view> host, origin;
   while (!head.empty()) {
     const std::string_view line = take_header_line(head);
     if (holds_control_bytes(line)) return false;
     if (!line.empty() && !header_is_admitted(line, port)) return false;
-    hosts += value_of(line, "host") ? 1 : 0;
+    const auto named = value_of(line, "host");
+    if (named && host) return false;
+    if (named) host = named;
+    if (const auto from = value_of(line, "origin")) origin = from;
   }
-  return hosts <= 1;
+  // By another of the loopback's names another server may be meant, on the same port.
+  return !host || !origin || *origin == "http://" + std::string(*host);
 }
 
 }  // namespace tvn

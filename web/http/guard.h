@@ -15,10 +15,9 @@ namespace tvn {
 // - a Host (RFC 9110, 7.2) other than 127.0.0.1, localhost or [::1] with the port, a repeated or
 //   malformed one too; none at all is let in, as HTTP/1.0 tools send it;
 // - a line that is no header, or holds control bytes;
-// - an Origin (RFC 6454) of another server, "null" too;
-// - a Sec-Fetch-Site (W3C Fetch Metadata) other than "same-origin", and "none", which the user's
-// own
-//   doing has.
+// - an Origin (RFC 6454) of another server, "null" too, or by another name than the Host's;
+// - a Sec-Fetch-Site (W3C Fetch Metadata) other than "same-origin" and "none", the user's own
+//   doing.
 // Pure; linear.
 bool guard_admits(std::string_view head, int port);
 

@@ -13,4 +13,8 @@ int local_port(int fd) {
   return address.sin_family == AF_INET ? ntohs(address.sin_port) : 0;
 }
 
+bool is_other_user(std::uint32_t inode, std::uint32_t user, std::uint32_t own_user) {
+  return inode == 0 || (user != 0 && user != own_user);
+}
+
 }  // namespace tvn

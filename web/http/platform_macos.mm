@@ -2,8 +2,12 @@
 
 namespace tvn {
 
-bool peer_is_other_user(int) {
+bool system_tells_peers() {
   return false;
+}
+
+bool peer_is_other_user(int) {
+  return true;
 }
 
 }  // namespace tvn

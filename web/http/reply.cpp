@@ -49,13 +49,12 @@ std::string event_text(std::string_view data) {
   text.reserve(data.size() + 8);
   // Two searches for one byte each are far quicker than one for either, and find nothing nearly
   // always.
-  const bool several_lines = data.find('\r') != data.npos || data.find('\n') != data.npos;
-  while (several_lines) {
-    const std::size_t end = data.find_first_of("\r\n");
-    if (end == data.npos) break;
-    text += data.substr(0, end);
-    text += "\ndata: ";
-    data.remove_prefix(end + (data.substr(end).starts_with("\r\n") ? 2 : 1));
+  if (data.find('\r') != data.npos || data.find('\n') != data.npos) {
+    for (std::size_t end; (end = data.find_first_of("\r\n")) != data.npos;) {
+      text += data.substr(0, end);
+      text += "\ndata: ";
+      data.remove_prefix(end + (data.substr(end).starts_with("\r\n") ? 2 : 1));
+    }
   }
   text += data;
   text += "\n\n";

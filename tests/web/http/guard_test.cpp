@@ -24,6 +24,7 @@ TEST(Guard, LetsThePageAndToolsIn) {
              "POST"));
   EXPECT_TRUE(admits("host:[::1]:8000\r\nORIGIN:\thttp://[::1]:8000 \r\n", "HEAD"));
   EXPECT_TRUE(admits("HOST: LocalHost:8000\r\n"));
+  EXPECT_TRUE(admits("Origin: http://127.0.0.1:8000\r\n"));
   EXPECT_TRUE(admits("User-Agent: curl/8\r\nHost: 127.0.0.1:8000\r\nAccept: */*\r\n"));
   EXPECT_TRUE(admits(""));  // HTTP/1.0
   EXPECT_TRUE(admits("Host: 127.0.0.1\r\n", "GET", 80));
@@ -61,6 +62,8 @@ TEST(Guard, RefusesPagesOfOtherServers) {
                              "http://127.0.0.1:8000 http://evil.test"}) {
     EXPECT_FALSE(admits(host + "Origin: " + origin + "\r\n", "POST")) << origin;
   }
+  EXPECT_FALSE(admits(host + "Origin: http://[::1]:8000\r\n"));
+  EXPECT_FALSE(admits("Origin: http://localhost:8000\r\n" + host));
   for (const char* site : {"cross-site", "same-site", "", "None", "same-origin, none"}) {
     EXPECT_FALSE(admits(host + "Sec-Fetch-Site: " + site + "\r\n")) << site;
   }

@@ -3,6 +3,8 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +14,7 @@
 namespace tvn {
 namespace {
 
+#if defined(__linux__)  // a Mac does not tell whose a connection is
 // A connection over the loopback: a server's end, and a client's that the test has.
 class PeerTest : public testing::Test {
  protected:
@@ -31,7 +34,11 @@ class PeerTest : public testing::Test {
     EXPECT_EQ(::connect(fd, as_address(), sizeof address_), 0);
     return fd;
   }
-  int accept() const { return ::accept(listener_, nullptr, nullptr); }
+  int accept() const {
+    pollfd waiting{listener_, POLLIN, 0};
+    EXPECT_EQ(::poll(&waiting, 1, 10'000), 1);  // a client that fails must not hold the test
+    return ::accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK);
+  }
 
   int listener_ = -1;
   sockaddr_in address_{};
@@ -62,7 +69,6 @@ TEST_F(PeerTest, AClientOverAMappedAddressIsNoOtherUser) {
   ::close(server);
 }
 
-#if defined(__linux__)
 TEST_F(PeerTest, AClientThatHasClosedIsNobody) {
   ::close(connect());
   const int server = accept();
@@ -70,7 +76,25 @@ TEST_F(PeerTest, AClientThatHasClosedIsNobody) {
   ::close(server);
 }
 
-// Only the superuser can be somebody else; who is not runs the test above and those of the API.
+// Who uses up the program's descriptors must not get in for that.
+TEST_F(PeerTest, WithoutDescriptorsNobodyIsKnown) {
+  EXPECT_TRUE(system_tells_peers());
+  const int client = connect();
+  const int server = accept();
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const bool other = peer_is_other_user(server), tells = system_tells_peers();
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_TRUE(other);
+  EXPECT_FALSE(tells);
+  EXPECT_FALSE(peer_is_other_user(server));
+  ::close(client);
+  ::close(server);
+}
+
+// Only the superuser can be somebody else; the rule itself is tested below.
 TEST_F(PeerTest, AnotherUsersClientIsOne) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs the superuser, to become another user";
   constexpr uid_t k_nobody = 65534;
@@ -90,12 +114,21 @@ TEST_F(PeerTest, AnotherUsersClientIsOne) {
 }
 #endif
 
-TEST(Peer, WhatIsNoTcpConnectionHasNoPortAndNoOtherUser) {
+TEST(Peer, OthersAreNeitherTheUserNorRootNorAlive) {
+  EXPECT_FALSE(is_other_user(4711, 1000, 1000));
+  EXPECT_FALSE(is_other_user(4711, 0, 1000));
+  EXPECT_TRUE(is_other_user(4711, 1001, 1000));
+  EXPECT_TRUE(is_other_user(4711, 1000, 0));
+  EXPECT_TRUE(is_other_user(0, 1000, 1000));
+  EXPECT_TRUE(is_other_user(0, 0, 0));  // as the kernel tells of closed sockets, whosever they were
+}
+
+TEST(Peer, WhatIsNoTcpConnectionHasNoPortAndNobodyAtItsEnd) {
   int ends[2];
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
   EXPECT_EQ(local_port(ends[0]), 0);
-  EXPECT_FALSE(peer_is_other_user(ends[0]));
-  EXPECT_FALSE(peer_is_other_user(-1));
+  EXPECT_EQ(local_port(-1), 0);
+  EXPECT_TRUE(peer_is_other_user(ends[0]));
   ::close(ends[0]);
   ::close(ends[1]);
 }

@@ -1,0 +1,46 @@
+#include "analysis/tfr/bands.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "analysis/tfr/kernel.h"
+#include "analysis/tfr/signal.h"
+
+namespace tvn {
+namespace {
+
+// Back in time the jump's spectrum is a step that stands while the recording lasts and is gone
+// before the period ends: a wavelet would see it round the period otherwise.
+TEST(PieceSpectrum, HoldsTheJumpAsAStepOfTheRecordingsLength) {
+  const std::size_t n_samples = 130 * 60;
+  std::vector<double> rate(n_samples, 70);
+  for (std::size_t i = 1000; i < n_samples; ++i) rate[i] = 64;
+  const std::vector<std::size_t> boundaries = cycle_boundaries(n_samples, 10, 130);
+  const CoarseSignal signal = make_coarse_signal(rate, boundaries, 26000, 130);
+  ASSERT_EQ(signal.jumps.size(), 1u);
+  EXPECT_EQ(signal.jumps[0].jump.height, 6);  // from the end of the first cycle to its beginning
+  const PieceSpectrum piece = make_piece_spectrum(signal, piece_length(signal, 26000));
+  const std::vector<double> inverse_kernel = tfr_inverse_kernel(piece.n);
+  SplitComplex values{std::vector<double>(piece.n), std::vector<double>(piece.n)};
+  for (std::size_t k = 0; k < piece.n; ++k) {
+    const std::size_t bin = (k + piece.n / 2) % piece.n;
+    const double factor = 1 / (inverse_kernel[bin] * static_cast<double>(piece.n));
+    values.re[k] = piece.step_bins[0].re[bin] * factor;
+    values.im[k] = piece.step_bins[0].im[bin] * factor;
+  }
+  Fft(piece.n).backward(values);
+  const std::size_t start = piece.offset / signal.step, end = start + n_samples / signal.step;
+  const double height = values.re[(start + end) / 2];
+  EXPECT_GT(height, 0);
+  for (std::size_t j = 0; j < piece.n; ++j) {
+    const bool inside = j > start + 6 && j < end, outside = j + 6 < start || j > end + 100;
+    if (inside || outside) {
+      ASSERT_NEAR(values.re[j], inside ? height : 0, 1e-9 * height) << j;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tvn
