@@ -194,3 +194,24 @@ test("the pacer follows the breath, and moves nothing when it comes",
       assert.ok(Math.abs(await size() - expected) < 1e-9, `${elapsed}`);
     }
   }));
+
+// A strap's samples come in bursts: the elapsed time stands for half a second and then jumps.
+test("the pacer moves evenly between a strap's bursts", in_session(async (page, server) => {
+  await page.locator("#pacer-switch").click();
+  const sizes = [];
+  const begin = performance.now();
+  for (let n = 0; n < 50; ++n) {
+    server.push(snapshot({ mode: "live", elapsed: 20 + Math.floor(n / 10) * 0.5, indur: 30,
+                           outdur: 30, cycle_seconds: 60 }));
+    const wait = begin + (n + 1) * 50 - performance.now();
+    await page.waitForTimeout(Math.max(0, wait));
+    sizes.push(await page.evaluate(() =>
+      new DOMMatrix(getComputedStyle(document.getElementById("pacer-disc")).transform).a));
+  }
+  // 0.75 in 30 s: 0.0125 in half a second, which came at once.
+  const steps = sizes.slice(1).map((size, n) => size - sizes[n]);
+  assert.ok(Math.max(...steps) < 0.008, `${steps.map((step) => step.toFixed(4))}`);
+  const still = steps.map((step) => step < 0.0002 ? "-" : "+").join("");
+  assert.ok(!still.includes("-----"), still);
+  assert.ok(sizes.at(-1) > sizes[0] + 0.04);
+}));

@@ -225,12 +225,11 @@ test("before a folder is sent at another rate than 130 Hz the page says so, and 
     script_polls(server, { status: "running", total: 2, done: 1, msg: "Reading" },
                  { status: "done", total: 2, done: 2, msg: "Ready" });
     await pick_folder(page, "Import folder…", folder);
-    const note =
-      " Folders are read at 130 Hz: for ECG at 360 Hz use “Import file…”, one by one.";
+    const note = " · Folders are read at 130 Hz: for 360 Hz use “Import file…”";
     await text_becomes(hint(page), "Uploading…" + note);  // while the first request waits
     assert.equal(requests_for(server, "/batch_upload").length, 0);
     release();
-    await text_becomes(hint(page), "Reading — 1/2 files." + note);
+    await text_becomes(hint(page), "Reading — 1/2 files" + note);
     await text_becomes(hint(page), "✓ Ready" + note);
     for (const rate of ["130", ""]) {
       await page.getByLabel("Import sample rate").fill(rate);

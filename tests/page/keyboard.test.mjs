@@ -15,7 +15,7 @@ async function tab_through(page, steps) {
     const { name, ring } = await page.evaluate(() => {
       const { activeElement: at } = document;
       const { outlineStyle, outlineWidth } = getComputedStyle(at);
-      return { name: at.labels?.[0]?.textContent || at.ariaLabel || at.textContent,
+      return { name: at.labels?.[0]?.textContent || at.getAttribute("aria-label") || at.textContent,
                ring: outlineStyle !== "none" && Number.parseFloat(outlineWidth) >= 2 };
     });
     assert.ok(ring, `${name} shows no focus`);

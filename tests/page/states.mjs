@@ -70,7 +70,7 @@ export const STATES = {
   }, async (page) => {
     await page.getByLabel("Import sample rate").fill("360");
     await page.evaluate(() => process_folder([new File(["1"], "a.txt")], "batch-folder", "batch"));
-    await page.getByText("one by one").waitFor();
+    await page.getByText("Folders are read").waitFor();
   }],
   batch_running: [(s) => {
     s.replies["/batch_status"] = { status: "running", total: 40, done: 6,

@@ -1,5 +1,6 @@
 // What the two charts share, and the ECG. What changes rarely is a layer of its own: the grid of
-// the ECG is the style sheet's, grid and labels of the trend are kept on a canvas not shown.
+// the ECG is the style sheet's, grid and labels of the trend are kept on a canvas not shown. A
+// chart remembers what it shows, and is not drawn again for it.
 
 const ECG_HEADROOM = 0.12;
 
@@ -10,18 +11,19 @@ let theme = null;
 function current_theme() {
   if (theme) return theme;
   const style = getComputedStyle(document.documentElement);
-  theme = { font: style.fontFamily, em: parseFloat(style.fontSize) * 0.8 };
+  theme = { font: style.fontFamily, em: parseFloat(getComputedStyle($("trend-canvas")).fontSize) };
   for (const name of ["hr", "tvn", "ink", "muted", "grid"]) {
     theme[name] = style.getPropertyValue("--" + name).trim();
   }
   return theme;
 }
 
+// Drawn by the processor: where there is no graphics card, playing one costs ten times as much.
 function make_chart(id, draw) {
   const canvas = $(id);
-  // Shown without waiting for the page around it, at half the cost.
-  charts.push({ canvas, draw, traces: canvas.getContext("2d", { desynchronized: true }),
-                fixed: make("canvas").getContext("2d") });
+  const [traces, fixed] = [canvas, make("canvas")].map((layer) =>
+    layer.getContext("2d", { willReadFrequently: true }));
+  charts.push({ canvas, draw, traces, fixed });
   new ResizeObserver(refresh_charts).observe(canvas);
 }
 
@@ -44,7 +46,7 @@ function fit_chart(chart) {
   const density = devicePixelRatio;
   if (chart.density === density) return;
   const { canvas, fixed, traces } = chart;
-  Object.assign(chart, { density, fixed_key: "", traces_key: "", width: canvas.clientWidth,
+  Object.assign(chart, { density, fixed_key: "", shown: null, width: canvas.clientWidth,
                          height: canvas.clientHeight });
   for (const layer of [fixed, traces]) {
     layer.canvas.width = Math.round(chart.width * density);
@@ -90,13 +92,15 @@ function ecg_axis(ecg) {
   return { low: (low + high) / 2 - half, high: (low + high) / 2 + half };
 }
 
-function draw_ecg({ traces, width, height }, { ecg }) {
+function draw_ecg(chart, { ecg }) {
+  if (chart.shown === (chart.shown = String(ecg))) return;
+  const { traces, width, height } = chart;
   const { low, high } = ecg_axis(ecg);
+  const path = series_path(ecg.map((y, x) => ({ x, y })), (n) => n / (ecg.length - 1) * width,
+                           (value) => (high - value) / (high - low) * height);
   traces.clearRect(0, 0, width, height);
   traces.strokeStyle = current_theme().hr;
   traces.lineWidth = 0.5;
-  const path = series_path(ecg.map((y, x) => ({ x, y })), (n) => n / (ecg.length - 1) * width,
-                           (value) => (high - value) / (high - low) * height);
   // Five hairlines take less time than one broad line.
   for (const [dx, dy] of [[0, 0], [0.5, 0.5], [-1, 0], [0, -1], [1, 0]]) {
     traces.translate(dx, dy);

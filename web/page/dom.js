@@ -9,12 +9,15 @@ function set_text(id, text) {
   if (element.textContent !== text) element.textContent = text;
 }
 
+// Older browsers know ARIA by its attributes only.
+const set_aria = (element, name, value) => element.setAttribute("aria-" + name, value);
+
 // A line about a call: waiting, done, or failed, which a screen reader says at once.
 function tell(id, text, failed = false) {
   const line = $(id);
   if (line.textContent === text) return;
-  line.role = failed ? "alert" : null;
-  line.ariaLive = failed ? "assertive" : "polite";
+  line.setAttribute("role", failed ? "alert" : "paragraph");
+  set_aria(line, "live", failed ? "assertive" : "polite");
   line.textContent = text;
 }
 
@@ -44,10 +47,11 @@ let waiting_for_focus = null;
 function set_busy(id, busy) {
   const button = $(id);
   if (busy && document.activeElement === button) waiting_for_focus = button;
-  button.disabled = button.ariaBusy = busy;
+  button.disabled = busy;
+  set_aria(button, "busy", busy);
   if (busy || waiting_for_focus !== button) return;
   if (document.activeElement === document.body) button.focus({ preventScroll: true });
   waiting_for_focus = null;
 }
 
-const is_busy = (id) => $(id).ariaBusy === "true";
+const is_busy = (id) => $(id).getAttribute("aria-busy") === "true";

@@ -63,7 +63,7 @@ async function process_folder(all_files, button, mode) {
   }
   const rate = $("fs").value;
   const note = !rate || Number(rate) === 130 ? ""
-    : ` Folders are read at 130 Hz: for ECG at ${rate} Hz use “Import file…”, one by one.`;
+    : ` · Folders are read at 130 Hz: for ${rate} Hz use “Import file…”`;
   set_files_busy(button);
   tell("import-hint", "Uploading…" + note);
   if (await follow_other_batch()) return;
@@ -80,7 +80,7 @@ async function process_folder(all_files, button, mode) {
 async function upload_and_run(files, mode, note) {
   let reply = await try_call("/batch_new");
   for (let n = 0; n < files.length && reply.ok; ++n) {
-    set_text("import-hint", `Uploading… ${n + 1}/${files.length}${note && "." + note}`);
+    set_text("import-hint", `Uploading… ${n + 1}/${files.length}${note}`);
     show_progress(n, files.length);
     reply = await try_call("/batch_upload?rel=" + encodeURIComponent(path_of(files[n])), files[n]);
   }
@@ -107,7 +107,7 @@ function follow_batch({ before = "", note = "", after = "", sent = 0, quiet = fa
     if (status === "running") {
       if (quiet) return false;
       show_progress(done, total);
-      set_text("import-hint", `${before}${msg} — ${done}/${total} files${note && "." + note}`);
+      set_text("import-hint", `${before}${msg} — ${done}/${total} files${note}`);
       return false;
     }
     const good = status === "done";

@@ -3,10 +3,16 @@
 const SUMMARY_MS = 10000;
 // A heart beat spans hundreds of microvolts, or about one millivolt.
 const MICROVOLT_SPAN = 50;
+// Without a graphics card WebKitGTK composes its whole window anew for every frame, and it does not
+// tell a page that there is none: ten frames a second there.
+const FRAME_S = /Linux(?!.*Chrom).*Version/.test(navigator.userAgent) ? 0.08 : -1;
 
 let stream = null;
 let last_snapshot = null;
+// The series of the last snapshot, as text and parsed.
+let series = {};
 let paint_request = 0;
+let due_s = 0;
 let dragging = false;
 let stop_failed = false;
 // Markers that the program has not yet confirmed, shown at once all the same.
@@ -56,6 +62,16 @@ function reset_session() {
   summary_at = -Infinity;
 }
 
+// Nearly all of a snapshot is its two series, which change once a second: while their text is the
+// same they are not parsed again.
+function parse_snapshot(data) {
+  const from = data.indexOf('"hr_series"'), to = data.indexOf(',"indur"', from);
+  const text = data.slice(from, to);
+  if (series.text !== text) series = { text, parsed: parse_reply(`{${text}}`) };
+  const rest = data.slice(0, from) + '"hr_series":0,"tvn_series":0' + data.slice(to);
+  return { ...parse_reply(rest), ...series.parsed };
+}
+
 // The browser opens a broken stream again by itself, unless it got a wrong answer.
 function open_stream() {
   const opened = stream = new EventSource("/stream");
@@ -63,9 +79,10 @@ function open_stream() {
   opened.onmessage = ({ data }) => {
     let snapshot;
     try {
-      snapshot = parse_reply(data);
+      snapshot = parse_snapshot(data);
     } catch {
-      return;  // Cut short; the next one is 50 ms away.
+      // Cut short; the next one is 50 ms away.
+      return;
     }
     on_snapshot(snapshot);
   };
@@ -95,11 +112,12 @@ function on_snapshot(snapshot) {
   watch_snapshot(snapshot, now_s);
   keep_awake(snapshot.running);
   // A hidden page gets no frames, so it draws nothing.
-  paint_request ||= requestAnimationFrame(paint);
+  if (now_s >= due_s) paint_request ||= requestAnimationFrame(paint);
 }
 
 function paint() {
   paint_request = 0;
+  due_s = performance.now() / 1000 + FRAME_S;
   if (!last_snapshot) return;
   render(last_snapshot);
   for (const chart of charts) {
@@ -169,9 +187,8 @@ function render_numbers({ hr, tvn, cycles_done, cycles_target, elapsed }) {
   set_text("hr-value", whole(hr));
   set_text("tvn-value", signed(tvn));
   $("tvn-value").classList.toggle("positive", tvn > 0);
-  const gauge = $("gauge");
-  gauge.ariaValueNow = tvn ?? 0;
-  gauge.ariaValueText = signed(tvn);
+  set_aria($("gauge"), "valuetext", signed(tvn));
+  set_aria($("gauge"), "valuenow", tvn ?? 0);
   $("gauge-knob").style.transform = `translateX(${(tvn + 1) * 50}%)`;
   $("gauge-fill").style.transform = `scaleX(${tvn ?? 0})`;
   set_text("cycles", `${cycles_done?.toFixed(1) ?? "–"} / ${cycles_target}`);
@@ -181,11 +198,12 @@ function render_numbers({ hr, tvn, cycles_done, cycles_target, elapsed }) {
 function render_position({ mode, frac, elapsed, total }) {
   const slider = $("position");
   const playback = mode === "replay";
-  slider.disabled = !playback;
+  const time = elapsed.toFixed(1) + " s";
+  if (slider.disabled === playback) slider.disabled = !playback;
   if (!dragging) slider.value = Math.round(frac * 1000);
   slider.style.setProperty("--done", slider.value / 10 + "%");
-  slider.ariaValueText = elapsed.toFixed(1) + " s";
-  set_text("position-elapsed", slider.ariaValueText);
+  set_aria(slider, "valuetext", time);
+  set_text("position-elapsed", time);
   set_text("position-total", total + (playback ? " s total · drag to jump" : " s target"));
 }
 
@@ -193,9 +211,9 @@ function render_summaries({ hr, tvn, hr_series }) {
   summary_at = performance.now();
   const { low, high } = extent(hr_series.map(({ y }) => y));
   const now = `Heart rate ${whole(hr)} bpm`;
-  $("ecg-canvas").ariaLabel = "ECG of the last 6 s. " + now;
-  $("trend-canvas").ariaLabel = `${now}, TVN ${signed(tvn)}` + (low > high ? ""
-    : `, heart rate so far ${whole(low)} to ${whole(high)} bpm`);
+  set_aria($("ecg-canvas"), "label", "ECG of the last 6 s. " + now);
+  set_aria($("trend-canvas"), "label", `${now}, TVN ${signed(tvn)}` + (low > high ? ""
+    : `, heart rate so far ${whole(low)} to ${whole(high)} bpm`));
 }
 
 const shown_markers = ({ markers }) => [...markers, ...pending_marks];
@@ -216,7 +234,8 @@ function wire_slider() {
   const slider = $("position");
   let key_down = false, holds = 0;
   const let_go = (hold) => {
-    if (hold !== holds) return;  // Taken again meanwhile.
+    // Taken again meanwhile.
+    if (hold !== holds) return;
     slider.blur();
     dragging = false;
   };

@@ -33,7 +33,8 @@ function show_cycle() {
   const cycle = Math.round((inhale + exhale) * 100) / 100;
   set_text("cycle-line", `Cycle ${cycle} s · ${cycle ? (1 / cycle).toFixed(4) : 0} Hz`);
   for (const preset of $("presets").children) {
-    preset.ariaPressed = preset.dataset.in == inhale && preset.dataset.out == exhale;
+    set_aria(preset, "pressed",
+                  preset.dataset.in == inhale && preset.dataset.out == exhale);
   }
 }
 
@@ -46,13 +47,14 @@ function choose_preset({ dataset }) {
 function choose_source(value) {
   source = value;
   for (const id of ["live", "replay"]) $(id + "-source").hidden = id !== source;
+  for (const label of $("sources").children) label.dataset.chosen = label.control.checked;
   tell("start-hint", "");
 }
 
 function choose_speed(value) {
   speed = value;
   for (const button of $("speeds").querySelectorAll("button")) {
-    button.ariaPressed = button.value == speed;
+    set_aria(button, "pressed", button.value == speed);
   }
 }
 

@@ -15,7 +15,8 @@ function wake_sound() {
     audio ||= new AudioContext();
     audio.resume().catch(() => {});
   } catch {
-    return;  // No sound device.
+    // No sound device.
+    return;
   }
   if (!piano) load_piano();
 }

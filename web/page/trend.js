@@ -42,16 +42,15 @@ function trend_plot({ width, height }, snapshot) {
            tvn_y: (value) => to_y((value + 1) / 2) };
 }
 
-// Most snapshots change nothing here, not even the sums.
+// Most snapshots change nothing here.
 function draw_trend(chart, snapshot) {
-  const plot = trend_plot(chart, snapshot);
   const markers = shown_markers(snapshot);
-  const sum = (points) => points.reduce((total, { x, y }) => total + x * y, 0);
-  const key = [plot.to, sum(plot.heart_rates), sum(plot.tvns), ...markers.map(({ t }) => t)].join();
-  if (chart.traces_key === key) return;
-  chart.traces_key = key;
-  const { hr, tvn } = current_theme();
+  const key = [trend_window(snapshot).to, snapshot.cycle_seconds, ...markers.map(({ t }) => t)];
+  if (chart.shown === (chart.shown = key + series.text)) return;
+  const plot = trend_plot(chart, snapshot);
+  const { hr, tvn, em } = current_theme();
   const { fixed, traces, width, height } = chart;
+  const line = Math.max(1, em / 20);
   const fixed_key = [plot.to, plot.axis.low, plot.axis.high, plot.cycle].join();
   if (chart.fixed_key !== fixed_key) {
     chart.fixed_key = fixed_key;
@@ -62,10 +61,10 @@ function draw_trend(chart, snapshot) {
   traces.clearRect(0, 0, width, height);
   traces.drawImage(fixed.canvas, 0, 0, width, height);
   traces.strokeStyle = hr;
-  traces.lineWidth = 1.75;
+  traces.lineWidth = 1.75 * line;
   traces.stroke(series_path(plot.heart_rates, plot.to_x, plot.hr_y));
   traces.strokeStyle = tvn;
-  traces.lineWidth = 3;
+  traces.lineWidth = 3 * line;
   traces.stroke(series_path(plot.tvns, plot.to_x, plot.tvn_y));
   draw_trend_markers(traces, plot, markers);
 }
