@@ -5,99 +5,170 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <filesystem>
+#include <optional>
 #include <utility>
+
+#include "base/locked_file.h"
 
 namespace tvn {
 namespace {
 
-// A file descriptor that closes itself; -1 holds none.
-class FileHandle {
- public:
-  explicit FileHandle(int fd) : fd_(fd) {}
-  FileHandle(const FileHandle&) = delete;
-  FileHandle& operator=(const FileHandle&) = delete;
-  FileHandle(FileHandle&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  FileHandle& operator=(FileHandle&&) = delete;
-  ~FileHandle() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  int get() const { return fd_; }
-  bool is_open() const { return fd_ >= 0; }
+// A name of its own, not one made from the file's: that may be as long as a name can be.
+constexpr const char* k_unfinished_prefix = ".tvn-";
+constexpr const char* k_unfinished_suffix = ".tmp";
 
- private:
-  int fd_;
+std::error_code last_error() {
+  return {errno, std::generic_category()};
+}
+
+// What tells that a file has changed.
+struct FileState {
+  off_t size = 0;
+  timespec modified{};
 };
 
-struct RegularFile {
-  FileHandle handle;
-  std::size_t size_hint;
-};
+bool operator==(const FileState& a, const FileState& b) {
+  return a.size == b.size && a.modified.tv_sec == b.modified.tv_sec &&
+         a.modified.tv_nsec == b.modified.tv_nsec;
+}
+
+// None when `fd` is not a regular file.
+std::optional<FileState> state_of(int fd) {
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+#ifdef __APPLE__
+  return FileState{status.st_size, status.st_mtimespec};
+#else
+  return FileState{status.st_size, status.st_mtim};
+#endif
+}
 
 // Non-blocking so that a FIFO without a writer does not hold the caller; a regular file does not
 // care.
-RegularFile open_regular(const std::string& path) {
-  FileHandle handle(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat status {};
-  const bool regular =
-      handle.is_open() && ::fstat(handle.get(), &status) == 0 && S_ISREG(status.st_mode);
-  if (!regular) return {FileHandle(-1), 0};
-  return {std::move(handle), status.st_size > 0 ? static_cast<std::size_t>(status.st_size) : 0};
+FileHandle open_to_read(const std::string& path) {
+  return FileHandle(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
 }
 
-// Reads up to the end of the file, whatever size it had when it was opened.
-void read_to_end(int fd, std::string& content) {
+// False on a read error: what came before it is no file.
+bool read_to_end(int fd, std::string& content) {
   std::size_t filled = 0;
   for (;;) {
     if (filled == content.size()) content.resize(content.size() + 65536);
     const ssize_t got = ::read(fd, content.data() + filled, content.size() - filled);
     if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
+    if (got < 0) return false;
+    if (got == 0) break;
     filled += static_cast<std::size_t>(got);
   }
   content.resize(filled);
-}
-
-bool write_all(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
   return true;
 }
 
-FileHandle open_to_write(const std::string& path) {
-  constexpr int k_flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK;
-  return FileHandle(::open(path.c_str(), k_flags, 0666));
+std::string folder_of(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+NewFile create_unfinished_file(const std::string& folder) {
+  return create_locked_file(folder + "/" + k_unfinished_prefix, k_unfinished_suffix, 0666);
+}
+
+// The rename, too, has to reach the disk. That a file system cannot do this is no failure.
+void sync_folder(const std::string& folder) {
+  const FileHandle handle(::open(folder.c_str(), O_RDONLY | O_CLOEXEC));
+  if (handle.is_open()) ::fsync(handle.get());
+}
+
+// Network file systems tell only now that there was no room; closing twice is the price.
+std::error_code flush_by_closing(int fd) {
+  const int copy = ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
+  return copy >= 0 && ::close(copy) != 0 ? last_error() : std::error_code();
+}
+
+std::error_code fill_and_rename(const NewFile& file, const std::string& path,
+                                std::string_view bytes, Durability durability) {
+  std::error_code error = write_all(file.handle.get(), bytes);
+  if (!error && durability == Durability::at_once) error = sync_to_disk(file.handle.get());
+  if (!error) error = flush_by_closing(file.handle.get());
+  if (!error && ::rename(file.path.c_str(), path.c_str()) != 0) error = last_error();
+  if (error) ::unlink(file.path.c_str());
+  return error;
 }
 
 }  // namespace
 
 bool read_file(const std::string& path, std::string& out) {
-  const RegularFile file = open_regular(path);
-  if (!file.handle.is_open()) return false;
-  std::string content(file.size_hint + 1, '\0');
-  read_to_end(file.handle.get(), content);
+  const FileHandle handle = open_to_read(path);
+  const std::optional<FileState> before = state_of(handle.get());
+  if (!before) return false;
+  std::string content(static_cast<std::size_t>(before->size) + 1, '\0');
+  if (!read_to_end(handle.get(), content)) return false;
+  if (state_of(handle.get()) != before) return false;
   out = std::move(content);
   return true;
 }
 
 bool is_readable_file(const std::string& path) {
-  return open_regular(path).handle.is_open();
+  return state_of(open_to_read(path).get()).has_value();
 }
 
-bool write_file(const std::string& path, std::string_view bytes) {
-  const FileHandle handle = open_to_write(path);
-  return handle.is_open() && write_all(handle.get(), bytes);
+WriteResult write_file(const std::string& path, std::string_view bytes, Durability durability) {
+  const std::string folder = folder_of(path);
+  const NewFile file = create_unfinished_file(folder);
+  const std::error_code error =
+      file.error ? file.error : fill_and_rename(file, path, bytes, durability);
+  if (error) {
+    tell_write_failure(path, error);
+  } else if (durability == Durability::at_once) {
+    sync_folder(folder);
+  }
+  return {error};
 }
 
-bool write_whole_file(const std::string& path, std::string_view bytes) {
-  const FileHandle handle = open_to_write(path);
-  if (!handle.is_open()) return false;
-  if (write_all(handle.get(), bytes)) return true;
-  ::unlink(path.c_str());
-  return false;
+void tell_write_failure(const std::string& path, const std::error_code& error) {
+  std::fprintf(stderr, "Could not write %s: %s\n", path.c_str(), error.message().c_str());
+}
+
+WriteResult try_to_write_in(const std::string& folder) {
+  const NewFile file = create_unfinished_file(folder);
+  if (file.error) return {file.error};
+  const std::error_code error = write_all(file.handle.get(), "x");
+  ::unlink(file.path.c_str());
+  return {error};
+}
+
+void remove_unfinished_files(const std::string& folder) {
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (!name.starts_with(k_unfinished_prefix) || !name.ends_with(k_unfinished_suffix)) continue;
+    const FileHandle leftover = lock_leftover(entry->path().string());
+    if (leftover.is_open()) ::unlink(entry->path().c_str());
+  }
+}
+
+std::error_code sync_to_disk(int fd) {
+#ifdef __APPLE__
+  // fsync leaves the data in the disk's own cache there.
+  if (::fcntl(fd, F_FULLFSYNC) == 0) return {};
+  return ::fsync(fd) == 0 ? std::error_code() : last_error();
+#else
+  return ::fdatasync(fd) == 0 ? std::error_code() : last_error();
+#endif
+}
+
+std::error_code write_all(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return last_error();
+    if (written == 0) return std::make_error_code(std::errc::io_error);
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return {};
 }
 
 }  // namespace tvn

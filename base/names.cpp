@@ -1,11 +1,18 @@
 #include "base/names.h"
 
+#include <algorithm>
+
 namespace tvn {
 namespace {
 
 bool stays(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
          c == '.' || c == '_';
+}
+
+// The second and later bytes of a UTF-8 character.
+bool goes_on_a_character(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
 
 }  // namespace
@@ -18,6 +25,13 @@ std::string sanitise_name(std::string_view text) {
   const std::size_t first = name.find_first_not_of('_');
   if (first == std::string::npos) return "recording";
   return name.substr(first, name.find_last_not_of('_') - first + 1);
+}
+
+std::string fit_base_name(std::string_view base, std::size_t others) {
+  std::size_t length = k_longest_file_name - std::min(others, k_longest_file_name);
+  if (base.size() <= length) return std::string(base);
+  while (length > 0 && goes_on_a_character(base[length])) --length;
+  return std::string(base.substr(0, length));
 }
 
 std::string_view file_name_of(std::string_view path) {

@@ -2,8 +2,8 @@
 
 #include <ctime>
 #include <exception>
-#include <filesystem>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -79,25 +79,13 @@ PersonResults analyse_group(Engine& engine, const BatchGroup& group,
   return results;
 }
 
-// The folder for a person's files, made; none when it cannot be, its name being too long for the
-// file system, say. Throws when there is no place for anybody's.
-std::optional<std::string> person_folder(const std::string& exports_dir, const std::string& label) {
-  std::filesystem::create_directories(exports_dir);
-  try {
-    return make_export_folder(exports_dir, label);
-  } catch (const std::filesystem::filesystem_error&) {
-    return std::nullopt;
-  }
-}
-
-// Whether the report was written.
-bool write_person(const std::string& exports_dir, const std::string& group_label,
-                  const BatchArguments& arguments, PersonResults results) {
+// Writes a person's table and report; throws with the system's reason when the folder cannot be
+// made. The result is the report's.
+WriteResult write_person(const std::string& exports_dir, const std::string& group_label,
+                         const BatchArguments& arguments, PersonResults results) {
   const ReportSettings& settings = arguments.settings;
-  const std::string label = sanitise_name(group_label);
-  const std::optional<std::string> path = person_folder(exports_dir, label);
-  if (!path) return false;
-  FolderWriter folder(*path);
+  const std::string label = export_base_name(sanitise_name(group_label));
+  FolderWriter folder(make_export_folder(exports_dir, label));
   folder.write(label + "_TVN_logpower.csv",
                log_power_table(results.columns, settings.cycle_seconds));
   BatchReport report{label, batch_table(settings, std::time(nullptr)), sex_letter(settings.sex),
@@ -112,12 +100,17 @@ std::size_t write_reports(Engine& engine, const BatchArguments& arguments) {
   const ReportSettings& settings = arguments.settings;
   const AnalysisSettings analysis{sex_letter(settings.sex), settings.age, settings.cycle_seconds};
   std::size_t reports = 0;
+  std::error_code failure;
   for (const BatchGroup& group : groups) {
     PersonResults results = analyse_group(engine, group, analysis);
     if (results.entries.empty()) continue;
     const std::string exports_dir = engine.data_dir + "/exports";
-    if (write_person(exports_dir, group.label, arguments, std::move(results))) ++reports;
+    const WriteResult report =
+        write_person(exports_dir, group.label, arguments, std::move(results));
+    if (report) ++reports;
+    if (!report) failure = report.error;
   }
+  if (reports == 0 && failure) throw std::system_error(failure, "no report could be written");
   return reports;
 }
 

@@ -23,8 +23,9 @@ bool start_batch(Engine& engine, const std::string& root, bool single, const std
 
 // Writes <data folder>/exports/<label>_export (made unique) with a report and a log power table for
 // each person of whom there is a result; publishes counters, messages and the number of reports
-// under the session lock. A person whose folder or report cannot be written is not counted. Other
-// failures end the batch with a message; what was written stays. Memory for one recording and some
+// under the session lock. A person whose report cannot be written is not counted; when that leaves
+// none, and when a folder cannot be made, the batch ends with an error and the system's reason, as
+// by other failures; what was written stays. Memory for one recording and some
 // 100 KB per recording of the same person. Never throws.
 void run_batch(Engine& engine, const BatchArguments& arguments) noexcept;
 

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "base/files.h"
+#include "base/names.h"
 
 namespace tvn {
 namespace {
@@ -38,10 +38,14 @@ std::string make_export_folder(const std::string& parent, const std::string& nam
   }
 }
 
-bool FolderWriter::write(const std::string& file_name, std::string_view bytes) {
-  const bool written = write_whole_file(folder_ + "/" + file_name, bytes);
-  if (!written) failed_.push_back(file_name);
-  return written;
+std::string export_base_name(const std::string& name) {
+  return fit_base_name(name, std::string_view("_TVN_logpower.csv").size());
+}
+
+WriteResult FolderWriter::write(const std::string& file_name, std::string_view bytes) {
+  const WriteResult result = write_file(folder_ + "/" + file_name, bytes);
+  (result ? written_ : failed_).push_back(file_name);
+  return result;
 }
 
 }  // namespace tvn

@@ -2,7 +2,9 @@
 
 #include <ctime>
 #include <exception>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -92,9 +94,11 @@ void write_rhythm(const ExportSnapshot& snapshot, const std::vector<double>& rr_
 }
 
 // The result as JSON. The folder is told by its plain name even when another of that name made it
-// <name>-2_export.
-std::string export_result(const std::string& name, const std::vector<std::string>& failed) {
+// <name>-2_export. An empty list of files says that nothing was written into it.
+std::string export_result(const std::string& name, const std::vector<std::string>& written,
+                          const std::vector<std::string>& failed) {
   std::string result = R"({"folder":)" + json_quote(name + "_export");
+  if (written.empty()) result += R"(,"files":[])";
   for (std::size_t i = 0; i < failed.size(); ++i) {
     result += i == 0 ? R"(,"errors":[)" : ",";
     result += json_quote(failed[i] + " could not be written.");
@@ -103,14 +107,18 @@ std::string export_result(const std::string& name, const std::vector<std::string
 }
 
 std::string write_export(Engine& engine, const ExportSnapshot& snapshot) {
-  save_recording(engine, snapshot.recording);
-  FolderWriter folder(make_export_folder(engine.data_dir + "/exports", snapshot.name));
+  std::vector<std::string> failed = save_recording(engine, snapshot.recording).failed;
+  const std::string path = make_export_folder(engine.data_dir + "/exports", snapshot.name);
+  FolderWriter folder(path);
   const std::span<const double> ecg = snapshot.recording.ecg.samples();
   const std::vector<double> rr_seconds = rr_intervals_of(ecg);
   std::vector<double> hr_series = build_hr_series(ecg, rr_seconds, k_ecg_rate);
   write_recording(snapshot, hr_series, folder);
   write_rhythm(snapshot, rr_seconds, std::move(hr_series), folder);
-  return export_result(snapshot.name, folder.failed());
+  failed.insert(failed.end(), folder.failed().begin(), folder.failed().end());
+  std::error_code not_empty;
+  if (folder.written().empty()) std::filesystem::remove(path, not_empty);
+  return export_result(snapshot.name, folder.written(), failed);
 }
 
 }  // namespace
@@ -118,7 +126,7 @@ std::string write_export(Engine& engine, const ExportSnapshot& snapshot) {
 ExportSnapshot take_export(const Engine& engine) {
   return {take_recording(engine),
           {engine.sex, engine.age, engine.indur, engine.outdur, engine.cycle_seconds},
-          recording_base_name(engine),
+          export_base_name(recording_base_name(engine)),
           static_cast<std::uint64_t>(engine.run_started_at)};
 }
 
@@ -127,7 +135,7 @@ void start_export(Engine& engine) {
   if (!snapshot) return;
   const std::uint64_t run_number = snapshot->recording.run_number;
   try {
-    std::thread([&engine, snapshot = std::move(*snapshot)] {
+    std::thread([&engine, snapshot = std::move(*snapshot), writing = WritingFiles(engine)] {
       run_export(engine, snapshot);
     }).detach();
   } catch (const std::exception& no_thread) {

@@ -24,8 +24,9 @@ ExportSnapshot take_export(const Engine& engine) TVN_REQUIRES(engine.lock);
 
 // Starts the job on a detached thread, unless an export is under way. Its state is in the session:
 // "exporting", then "done" with {"folder":"<name>_export"} (and the "errors" of files that could
-// not be written) or "error" with a text. Throws std::system_error when no thread can be had; the
-// state is "error" then.
+// not be written, those of the saved recording first; an empty "files" when the folder would be
+// empty, which is then not kept) or "error" with a text. Throws std::system_error when no thread
+// can be had; the state is "error" then.
 void start_export(Engine& engine);
 
 // Saves the recording, then writes <data folder>/exports/<name>_export (made unique): the ECG and

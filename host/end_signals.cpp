@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
+#include <future>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -29,25 +31,40 @@ void handle_all(void (*handler)(int)) {
   }
 }
 
-void wait_for_signal(int read_end, const std::function<void()>& task) {
+// Runs the task; gives up waiting for it after `longest` seconds.
+void run_for(std::function<void()> task, double longest) {
+  std::promise<void> done;
+  const std::future<void> ended = done.get_future();
+  try {
+    std::thread([task = std::move(task), done = std::move(done)]() mutable {
+      task();
+      done.set_value();
+    }).detach();
+  } catch (const std::system_error&) {
+    return;  // no thread to be had: what would hang must not be tried
+  }
+  ended.wait_for(std::chrono::duration<double>(longest));
+}
+
+void wait_for_signal(int read_end, std::function<void()> task, double longest) {
   unsigned char number = 0;
   while (::read(read_end, &number, 1) != 1) {
   }
   handle_all(SIG_DFL);  // a second Ctrl-C ends the program at once
-  task();
+  run_for(std::move(task), longest);
   std::raise(number);
 }
 
 }  // namespace
 
-void before_end_by_signal(std::function<void()> task) {
+void before_end_by_signal(std::function<void()> task, double longest) {
   std::array<int, 2> ends{};
   if (::pipe(ends.data()) != 0) return;
   for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
   g_write_end = ends[1];
   try {
-    std::thread([read_end = ends[0], task = std::move(task)] {
-      wait_for_signal(read_end, task);
+    std::thread([read_end = ends[0], task = std::move(task), longest]() mutable {
+      wait_for_signal(read_end, std::move(task), longest);
     }).detach();
   } catch (const std::system_error&) {
     return;

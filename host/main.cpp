@@ -11,11 +11,16 @@
 #include "host/server.h"
 #include "host/startup.h"
 #include "session/runs.h"
+#include "session/saved_recordings.h"
 #include "web/http/peer.h"
 
 namespace {
 
 constexpr int k_default_port = 8000;
+// A person who closes the window waits this long and no longer, in seconds: for a save or an export
+// under way, and in all, for a Bluetooth service that does not answer, say.
+constexpr double k_wait_for_files = 2.0;
+constexpr double k_longest_end = 2.8;
 
 tvn::Engine g_session;
 
@@ -34,11 +39,14 @@ void print_banner(int port) {
 int main(int argc, char** argv) {
   // Writing to a browser that has gone must return an error instead of ending the process.
   std::signal(SIGPIPE, SIG_IGN);
+  // So must writing a file that is larger than a limit allows.
+  std::signal(SIGXFSZ, SIG_IGN);
 
   const tvn::Environment environment = tvn::read_environment();
   const tvn::Folders folders = tvn::choose_folders(environment, tvn::executable_path());
   g_session.data_dir = folders.data_dir;
   tvn::create_data_folders(folders.data_dir);
+  tvn::remove_leftovers(folders.data_dir);
   tvn::refresh_samples(folders);
   std::fputs(tvn::load_report_logo(folders.web_dir).c_str(), stdout);
 
@@ -53,10 +61,13 @@ int main(int argc, char** argv) {
     return 1;
   }
   // A strap whose program vanished keeps its link, and nobody can find it for a minute.
-  tvn::before_end_by_signal([&sensor] {
-    tvn::stop(g_session);
-    if (sensor != nullptr) sensor->leave();
-  });
+  tvn::before_end_by_signal(
+      [&sensor] {
+        tvn::stop(g_session);
+        if (sensor != nullptr) sensor->leave();
+        tvn::wait_for_files(g_session, k_wait_for_files);
+      },
+      k_longest_end);
   print_banner(listener->port);
   tvn::launch_browser(listener->port);
 

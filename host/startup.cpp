@@ -1,5 +1,8 @@
 #include "host/startup.h"
 
+#include <sys/stat.h>
+
+#include <cstdio>
 #include <filesystem>
 
 #include "assets/assets.h"
@@ -43,8 +46,21 @@ std::string choose_data_dir(const Environment& environment, const std::string& b
   return environment.home.empty() ? "." : environment.home + "/Documents/TVN-Live";
 }
 
+// Nobody but the user is to read names and ECGs in it. A folder that exists stays as it is.
+void make_private_folder(std::string path) {
+  while (path.ends_with('/')) path.pop_back();
+  std::error_code ignored;
+  fs::create_directories(fs::path(path).parent_path(), ignored);
+  ::mkdir(path.c_str(), 0700);
+}
+
 bool is_sample_name(const std::string& name) {
   return name.starts_with("Sample ") && name.ends_with(".txt");
+}
+
+bool copy_sample(const fs::path& from, const fs::path& to) {
+  std::string bytes;
+  return read_file(from.string(), bytes) && write_file(to.string(), bytes);
 }
 
 // Copies the samples beside the page; returns whether there was any.
@@ -56,9 +72,7 @@ bool copy_samples(const fs::path& source, const fs::path& target) {
     const std::string name = entry->path().filename().string();
     std::error_code ignored;
     if (!is_sample_name(name) || !entry->is_regular_file(ignored)) continue;
-    const bool copied =
-        fs::copy_file(entry->path(), target / name, fs::copy_options::overwrite_existing, ignored);
-    any = any || copied;
+    any = copy_sample(entry->path(), target / name) || any;
   }
   return any;
 }
@@ -75,10 +89,25 @@ Folders choose_folders(const Environment& environment, const std::string& execut
   return {base_dir, choose_web_dir(base_dir), choose_data_dir(environment, base_dir)};
 }
 
-void create_data_folders(const std::string& data_dir) {
+bool create_data_folders(const std::string& data_dir) {
+  make_private_folder(data_dir);
   for (const char* name : {"/recordings", "/exports", "/sample_data"}) {
     std::error_code ignored;
     fs::create_directories(data_dir + name, ignored);
+  }
+  const WriteResult tried = try_to_write_in(data_dir + "/recordings");
+  if (tried) return true;
+  std::fprintf(stderr, "The data folder %s cannot be written: %s\n", data_dir.c_str(),
+               tried.reason().c_str());
+  return false;
+}
+
+void remove_leftovers(const std::string& data_dir) {
+  remove_unfinished_files(data_dir + "/recordings");
+  std::error_code error;
+  for (fs::directory_iterator entry(data_dir + "/exports", error), end; !error && entry != end;
+       entry.increment(error)) {
+    remove_unfinished_files(entry->path().string());
   }
 }
 

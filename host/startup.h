@@ -29,9 +29,12 @@ struct Folders {
 // TVN_BASE wins over both, so that a source tree keeps its data beside it.
 Folders choose_folders(const Environment& environment, const std::string& executable);
 
-// Makes the folders for recordings, exports and samples. Errors are ignored: they show when
-// something cannot be saved.
-void create_data_folders(const std::string& data_dir);
+// Makes the data folder, for nobody but the user, and in it the folders for recordings, exports and
+// samples. Says on standard error when nothing can be written there; the program goes on.
+bool create_data_folders(const std::string& data_dir);
+
+// Removes what a program that was killed while it wrote a recording or an export left of it.
+void remove_leftovers(const std::string& data_dir);
 
 // Rewrites the folder of bundled recordings from base_dir + "/sample_data" ("Sample *.txt"), or
 // from the embedded ones when that gives none. Whatever else was in the folder is removed.

@@ -15,6 +15,7 @@
 #include <limits>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "base/mutex.h"
@@ -123,6 +124,25 @@ struct Engine {
   std::uint32_t batch_done TVN_GUARDED_BY(lock) = 0;
   std::string batch_msg TVN_GUARDED_BY(lock);
   std::string batch_result TVN_GUARDED_BY(lock);  // a JSON value, or empty
+
+  // Saves and exports under way; the end of the program waits for them.
+  std::atomic<int> writing_files{0};
+};
+
+// Counts one of Engine::writing_files for as long as it lives.
+class WritingFiles {
+ public:
+  explicit WritingFiles(Engine& engine) : engine_(&engine) { ++engine.writing_files; }
+  WritingFiles(WritingFiles&& other) noexcept : engine_(std::exchange(other.engine_, nullptr)) {}
+  WritingFiles(const WritingFiles&) = delete;
+  WritingFiles& operator=(const WritingFiles&) = delete;
+  WritingFiles& operator=(WritingFiles&&) = delete;
+  ~WritingFiles() {
+    if (engine_ != nullptr) --engine_->writing_files;
+  }
+
+ private:
+  Engine* engine_;
 };
 
 using SessionLock = MutexLock<RecursiveMutex>;

@@ -112,12 +112,6 @@ void end_run(Engine& engine) TVN_REQUIRES(engine.run_control) {
   engine.running = false;
 }
 
-std::vector<double> load_recording(const std::string& path) {
-  std::string content;
-  if (!read_file(path, content)) return {};
-  return parse_raw_ecg(content);
-}
-
 std::string label_or(const QueryParams& query, const std::string& key,
                      const std::string& fallback) {
   const std::string label = text_param(query, key);
@@ -171,9 +165,17 @@ void start_sensor(Engine& engine, const std::string& address, std::uint64_t run_
 
 }  // namespace
 
-void start_replay(Engine& engine, const std::string& path, const QueryParams& query) {
+bool start_replay(Engine& engine, const std::string& path, const QueryParams& query) {
+  std::string content;
+  if (!read_file(path, content)) return false;
+  play(engine, path, parse_raw_ecg(content), query);
+  return true;
+}
+
+void play(Engine& engine, const std::string& path, std::vector<double> samples,
+          const QueryParams& query) {
   // Read before the current run ends: the picture goes on until the new one is ready.
-  EcgBuffer recording(load_recording(path));
+  EcgBuffer recording(std::move(samples));
   std::vector<Marker> markers = read_markers(path);
   const MutexLock<Mutex> control(engine.run_control);
   end_run(engine);

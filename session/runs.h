@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "base/query_params.h"
 #include "session/engine.h"
@@ -10,11 +11,16 @@
 namespace tvn {
 
 // Plays the recording file at `path` as if it were arriving live, at `speed` times real time
-// (default 2), after ending the current run. A file that cannot be read plays as an empty one.
-// `label` is shown as the source when present and not empty, else the file's name. Markers beside
-// the recording come back. Throws std::system_error when no thread can be had; nothing runs then.
-void start_replay(Engine& engine, const std::string& path, const QueryParams& query)
+// (default 2), after ending the current run. False, with the current run going on, when the file
+// cannot be read. `label` is shown as the source when present and not empty, else the file's name.
+// Markers beside the recording come back. Throws std::system_error when no thread can be had;
+// nothing runs then.
+bool start_replay(Engine& engine, const std::string& path, const QueryParams& query)
     TVN_EXCLUDES(engine.run_control);
+
+// The same with these samples for the file's.
+void play(Engine& engine, const std::string& path, std::vector<double> samples,
+          const QueryParams& query) TVN_EXCLUDES(engine.run_control);
 
 // Records from the sensor with this identifier, after ending the current run; `device` is its
 // display name. Without a sensor driver the run starts all the same and receives no samples. May

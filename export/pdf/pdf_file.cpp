@@ -80,7 +80,7 @@ std::string pdf_assemble(const std::vector<std::string>& objects) {
 }
 
 bool pdf_write(const std::string& path, std::string_view bytes) {
-  return write_file(path, bytes);
+  return !write_file(path, bytes).error;
 }
 
 }  // namespace tvn

@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -121,6 +122,13 @@ int Program::wait_for_exit() {
 void Program::send_signal(int signal) const {
   kill(pid_, signal);
 }
+
+#ifdef __linux__
+void Program::limit_files(std::size_t bytes) const {
+  const rlimit limit{bytes, RLIM_INFINITY};
+  EXPECT_EQ(prlimit(pid_, RLIMIT_FSIZE, &limit, nullptr), 0);
+}
+#endif
 
 std::string Program::error_output() const {
   std::string text;

@@ -38,6 +38,10 @@ class Program {
   // Waits for the process to end by itself; its exit status.
   int wait_for_exit();
   void send_signal(int signal) const;
+#ifdef __linux__
+  // From now on no file of the program may grow beyond this size: writing fails as on a full disk.
+  void limit_files(std::size_t bytes) const;
+#endif
   std::string error_output() const;
   bool is_alive() const;
 

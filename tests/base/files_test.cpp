@@ -1,11 +1,19 @@
 #include "base/files.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include "base/locked_file.h"
+#include "tests/file_limit.h"
 #include "tests/temporary_folder.h"
 
 namespace tvn {
@@ -45,10 +53,100 @@ TEST(ReadFile, FollowsSymbolicLinksAndReadsEmptyFiles) {
   EXPECT_TRUE(is_readable_file(folder / "link"));
 }
 
+#ifdef __linux__
+// A process's memory is a regular file whose first page cannot be read.
+TEST(ReadFile, AReadErrorIsNoEndOfFile) {
+  std::string content = "before";
+  EXPECT_FALSE(read_file("/proc/self/mem", content));
+  EXPECT_EQ(content, "before");
+}
+#endif
+
+TEST(ReadFile, AFileThatChangesMeanwhileIsReadAsItWasOrNotAtAll) {
+  const TemporaryFolder folder;
+  const std::string whole(4'000'000, 'x');
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_TRUE(write_file(folder / "file", whole));
+    std::thread cutting([&] { EXPECT_EQ(truncate((folder / "file").c_str(), 3'000'000), 0); });
+    std::string content;
+    const bool read = read_file(folder / "file", content);
+    cutting.join();
+    if (read && content.size() != 3'000'000) EXPECT_TRUE(content == whole) << content.size();
+  }
+}
+
+std::vector<std::string> names_in(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename().string());
+  }
+  return names;
+}
+
 TEST(WriteFile, TellsWhenItCannot) {
   const TemporaryFolder folder;
+  testing::internal::CaptureStderr();
   EXPECT_FALSE(write_file(folder / "no/such/folder", "x"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Could not write " + folder.path() + "/no/such/folder: No such file or directory\n");
   EXPECT_FALSE(write_file(folder.path(), "x"));
+  EXPECT_EQ(write_file(folder / std::string(256, 'n'), "x").reason(), "File name too long");
+  EXPECT_TRUE(names_in(folder.path()).empty());
+}
+
+TEST(WriteFile, LeavesTheOldFileOrNoneWhenThereIsNoRoom) {
+  const TemporaryFolder folder;
+  ASSERT_TRUE(write_file(folder / "old", "old"));
+  for (const Durability durability : {Durability::by_and_by, Durability::at_once}) {
+    const FileLimit limit(5000);
+    EXPECT_EQ(write_file(folder / "old", std::string(10000, 'x'), durability).reason(),
+              "File too large");
+    EXPECT_FALSE(write_file(folder / "new", std::string(10000, 'x'), durability));
+    EXPECT_TRUE(write_file(folder / "small", "fits", durability));
+  }
+  EXPECT_THAT(names_in(folder.path()), testing::UnorderedElementsAre("old", "small"));
+  std::string content;
+  ASSERT_TRUE(read_file(folder / "old", content));
+  EXPECT_EQ(content, "old");
+}
+
+// Killed while they write, again and again: what has the name is whole.
+TEST(WriteFile, AKilledWriterLeavesNoHalfFile) {
+  const TemporaryFolder folder;
+  const std::string bytes(8'000'000, 'x');
+  std::size_t leftovers = 0;
+  for (int i = 0; i < 20; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      for (;;) static_cast<void>(write_file(folder / "file", bytes));
+    }
+    usleep(static_cast<useconds_t>(2000 + 700 * i));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    std::string content;
+    if (read_file(folder / "file", content)) EXPECT_TRUE(content == bytes) << content.size();
+    leftovers = std::max(leftovers, names_in(folder.path()).size());
+  }
+  EXPECT_GT(leftovers, 1u) << "no kill came in the middle";
+  remove_unfinished_files(folder.path());
+  EXPECT_THAT(names_in(folder.path()), testing::Each("file"));
+}
+
+TEST(WriteFile, WhatARunningProgramWritesIsNoLeftover) {
+  const TemporaryFolder folder;
+  const NewFile writing = create_locked_file(folder / ".tvn-", ".tmp", 0600);
+  ASSERT_TRUE(writing.handle.is_open());
+  remove_unfinished_files(folder.path());
+  EXPECT_TRUE(is_readable_file(writing.path));
+}
+
+TEST(TryToWrite, TellsWhetherAFolderCanBeWritten) {
+  const TemporaryFolder folder;
+  EXPECT_TRUE(try_to_write_in(folder.path()));
+  EXPECT_EQ(try_to_write_in(folder / "missing").reason(), "No such file or directory");
+  const FileLimit full(0);
+  EXPECT_EQ(try_to_write_in(folder.path()).reason(), "File too large");
+  EXPECT_TRUE(names_in(folder.path()).empty());
 }
 
 }  // namespace

@@ -26,5 +26,22 @@ TEST(FileNameOf, TakesThePartAfterTheLastSlash) {
   EXPECT_EQ(file_name_of("/a/"), "");
 }
 
+TEST(FitBaseName, LeavesRoomForWhatComesWithIt) {
+  EXPECT_EQ(fit_base_name("anna", 20), "anna");
+  EXPECT_EQ(fit_base_name(std::string(300, 'n'), 0), std::string(255, 'n'));
+  EXPECT_EQ(fit_base_name(std::string(255, 'n'), 5), std::string(250, 'n'));
+  EXPECT_EQ(fit_base_name("anna", 255), "");
+  EXPECT_EQ(fit_base_name("anna", 300), "");
+}
+
+TEST(FitBaseName, EndsWithAWholeCharacter) {
+  // UTF-8: two bytes for u with dots, three for the euro, four for a face.
+  EXPECT_EQ(fit_base_name("a\xc3\xbc", 253), "a");
+  EXPECT_EQ(fit_base_name("a\xc3\xbc", 252), "a\xc3\xbc");
+  EXPECT_EQ(fit_base_name("\xe2\x82\xac\xe2\x82\xac", 250), "\xe2\x82\xac");
+  EXPECT_EQ(fit_base_name("\xf0\x9f\x98\x80", 252), "");
+  EXPECT_EQ(fit_base_name(std::string(300, '\x80'), 0), "");  // no character at all
+}
+
 }  // namespace
 }  // namespace tvn

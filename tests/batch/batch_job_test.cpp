@@ -8,6 +8,7 @@
 #include <set>
 
 #include "tests/analysis/synthetic_ecg.h"
+#include "tests/file_limit.h"
 #include "tests/session/session_fixture.h"
 
 namespace tvn {
@@ -216,18 +217,27 @@ TEST_F(BatchJobTest, AReportThatCannotBeWrittenIsNotCounted) {
     fs::create_directories(exports() + "/A" + (n == 1 ? "" : "-" + std::to_string(n)) + "_export");
   }
   fs::create_directory(exports() + "/A_export/A_report.pdf");
+  add_ecg("B/two.txt");
   run();
-  expect_done(0, 1);
+  expect_done(1, 2);
 }
 
-// With "_export" behind it the name is longer than the 255 bytes that file systems take.
-TEST_F(BatchJobTest, APersonWhoseFolderCannotBeMadeDoesNotStopTheOthers) {
+TEST_F(BatchJobTest, WithNowhereToWriteItEndsWithTheSystemsReason) {
+  add_ecg("A/one.txt");
+  const FileLimit full(0);
+  run();
+  EXPECT_EQ(get(&Engine::batch_status), "error");
+  EXPECT_EQ(message(), "Batch failed: no report could be written: File too large");
+  EXPECT_EQ(get(&Engine::batch_result), "");
+}
+
+// With "_TVN_logpower.csv" behind it the name is longer than the 255 bytes that file systems take.
+TEST_F(BatchJobTest, ALongNameIsCut) {
   add_ecg("A/one.txt");
   add_ecg(std::string(250, 'B') + "/two.txt");
-  add_ecg("C/three.txt");
   run();
-  expect_done(2, 3);
-  EXPECT_THAT(exported(), ElementsAre("A_export", "C_export"));
+  expect_done(2, 2);
+  EXPECT_THAT(exported(), ElementsAre("A_export", std::string(238, 'B') + "_export"));
 }
 
 // Messages come in the order of the files and name the person and the file.

@@ -73,6 +73,7 @@ TEST_F(ExportFolderTest, TellsWhichFilesCouldNotBeWritten) {
   EXPECT_TRUE(writer.write("a.txt", "text"));
   EXPECT_FALSE(writer.write("taken.txt", "text"));
   EXPECT_THAT(writer.failed(), testing::ElementsAre("taken.txt"));
+  EXPECT_THAT(writer.written(), testing::ElementsAre("a.txt"));
   std::string text;
   ASSERT_TRUE(read_file(parent() + "/a_export/a.txt", text));
   EXPECT_EQ(text, "text");

@@ -8,6 +8,7 @@
 
 #include "analysis/beats/r_peaks.h"
 #include "tests/analysis/synthetic_ecg.h"
+#include "tests/file_limit.h"
 #include "tests/session/scarce_memory.h"
 #include "tests/session/session_fixture.h"
 
@@ -212,6 +213,51 @@ TEST_F(ExportJobTest, TellsAFileThatCouldNotBeWritten) {
   EXPECT_EQ(status(), "done");
   EXPECT_EQ(get(&Engine::export_result),
             R"({"folder":"Jane_Doe_export","errors":["Jane_Doe.edf could not be written."]})");
+}
+
+// The recording, its markers and every file of the folder, in the order of writing; an empty list
+// of files tells that none was written.
+TEST_F(ExportJobTest, OnAFullDiskNamesEveryFileAndKeepsNone) {
+  set_replay(synthetic::make_ecg(100.0));
+  set_markers({{260, 4}});
+  {
+    const FileLimit full(0);
+    export_now();
+  }
+  EXPECT_EQ(status(), "done");
+  EXPECT_THAT(
+      get(&Engine::export_result),
+      testing::MatchesRegex(
+          R"(\{"folder":"Jane_Doe_export","files":\[\],"errors":\["Jane_Doe_on.*\.csv could not )"
+          R"(be written\.","Jane_Doe_ECG\.txt could.*HR\.txt.*markers\.csv.*Doe\.edf.*)"
+          R"(logpower\.csv.*report\.pdf could not be written\."\]\})"));
+  EXPECT_THAT(names_in(exports()), IsEmpty());
+  EXPECT_THAT(names_in(recordings_dir(engine_)), IsEmpty());
+  EXPECT_EQ(get(&Engine::saved_as), "");
+}
+
+TEST_F(ExportJobTest, NamesTheRecordingThatCouldNotBeSaved) {
+  set_replay(std::vector<double>(400, 1.0));
+  fs::remove_all(recordings_dir(engine_));
+  export_now();
+  EXPECT_THAT(
+      get(&Engine::export_result),
+      testing::MatchesRegex(R"(\{"folder":"Jane_Doe_export","errors":\["Jane_Doe_on.*\.csv )"
+                            R"(could not be written\."\]\})"));
+}
+
+TEST_F(ExportJobTest, ANameOfAnyLengthCanBeExported) {
+  set_replay(synthetic::make_ecg(100.0));
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.name_id = std::string(2000, 'n');
+  }
+  export_now();
+  export_now();
+  const std::string name(238, 'n');
+  EXPECT_EQ(get(&Engine::export_result), R"({"folder":")" + name + R"(_export"})");
+  EXPECT_EQ(names_in(exports() + "/" + name + "-2_export").size(), 6u);
+  EXPECT_THAT(names_in(recordings_dir(engine_)), testing::Each(testing::SizeIs(255 - 8)));
 }
 
 // The job has its own copy: what a new run does in the meantime neither changes the files nor is it

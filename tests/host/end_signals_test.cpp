@@ -6,16 +6,18 @@
 
 #include <csignal>
 
+#include "base/clock.h"
+
 namespace tvn {
 namespace {
 
 // A process of its own that waits for its end, with a task before it; the pipe tells what it did.
 class WaitingProcess {
  public:
-  explicit WaitingProcess(int ignored_signal = 0) {
+  explicit WaitingProcess(int ignored_signal = 0, bool hangs = false) {
     EXPECT_EQ(pipe(ends_), 0);
     pid_ = fork();
-    if (pid_ == 0) wait_for_end(ignored_signal);
+    if (pid_ == 0) wait_for_end(ignored_signal, hangs);
     EXPECT_EQ(next(), 'r');
   }
   ~WaitingProcess() {
@@ -39,12 +41,16 @@ class WaitingProcess {
 
  private:
   void tell(char what) const { EXPECT_EQ(write(ends_[1], &what, 1), 1); }
-  [[noreturn]] void wait_for_end(int ignored_signal) const {
+  [[noreturn]] void wait_for_end(int ignored_signal, bool hangs) const {
     // A test that is started under nohup begins with SIGHUP ignored.
     for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
       std::signal(signal, signal == ignored_signal ? SIG_IGN : SIG_DFL);
     }
-    before_end_by_signal([this] { tell('t'); });
+    const auto task = [this, hangs] {
+      tell('t');
+      while (hangs) pause();
+    };
+    before_end_by_signal(task, hangs ? 0.5 : 10.0);
     tell('r');
     for (;;) pause();
   }
@@ -59,6 +65,16 @@ TEST(EndSignals, TheTaskRunsAndTheSignalEndsTheProcess) {
     EXPECT_EQ(process.next(), 't');
     EXPECT_EQ(process.wait_for_signal(), signal);
   }
+}
+
+TEST(EndSignals, ATaskThatHangsIsNotWaitedFor) {
+  WaitingProcess process(0, true);
+  const double begun = monotonic_seconds();
+  process.send(SIGTERM);
+  EXPECT_EQ(process.next(), 't');
+  EXPECT_EQ(process.wait_for_signal(), SIGTERM);
+  EXPECT_GE(monotonic_seconds() - begun, 0.5);
+  EXPECT_LT(monotonic_seconds() - begun, 3.0);
 }
 
 TEST(EndSignals, AnIgnoredSignalStaysIgnored) {

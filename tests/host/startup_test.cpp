@@ -8,6 +8,7 @@
 #include "assets/assets.h"
 #include "base/files.h"
 #include "export/report/report_logo.h"
+#include "tests/file_limit.h"
 #include "tests/temporary_folder.h"
 
 namespace tvn {
@@ -75,7 +76,40 @@ TEST(CreateDataFolders, MakesAllThree) {
   for (const char* name : {"a/b/recordings", "a/b/exports", "a/b/sample_data"}) {
     EXPECT_TRUE(fs::is_directory(folder / name)) << name;
   }
-  create_data_folders("/proc/nowhere");  // errors are ignored
+}
+
+TEST(CreateDataFolders, MakesTheDataFolderForTheUserAlone) {
+  const TemporaryFolder folder;
+  EXPECT_TRUE(create_data_folders(folder / "new/data/"));
+  EXPECT_EQ(fs::status(folder / "new/data").permissions(), fs::perms::owner_all);
+  fs::permissions(folder / "new/data", fs::perms(0750));  // what exists stays as it is
+  EXPECT_TRUE(create_data_folders(folder / "new/data/"));
+  EXPECT_EQ(fs::status(folder / "new/data").permissions(), fs::perms(0750));
+}
+
+TEST(CreateDataFolders, SaysWhenNothingCanBeWritten) {
+  const TemporaryFolder folder;
+  put(folder / "file", "in the way");
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(create_data_folders(folder / "file/data"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "The data folder " + folder / "file/data" + " cannot be written: Not a directory\n");
+  create_data_folders(folder / "full");
+  const FileLimit full(0);
+  EXPECT_FALSE(create_data_folders(folder / "full"));
+}
+
+TEST(RemoveLeftovers, CleansRecordingsAndExports) {
+  const TemporaryFolder folder;
+  put(folder / "recordings/.tvn-1-1.tmp", "half");
+  put(folder / "recordings/a.csv", "whole");
+  put(folder / "exports/a_export/.tvn-1-2.tmp", "half");
+  put(folder / "exports/a_export/a.edf", "whole");
+  remove_leftovers(folder.path());
+  EXPECT_EQ(get(folder / "recordings/a.csv"), "whole");
+  EXPECT_EQ(get(folder / "exports/a_export/a.edf"), "whole");
+  EXPECT_FALSE(fs::exists(folder / "recordings/.tvn-1-1.tmp"));
+  EXPECT_FALSE(fs::exists(folder / "exports/a_export/.tvn-1-2.tmp"));
 }
 
 TEST(RefreshSamples, CopiesTheSamplesBesideThePage) {

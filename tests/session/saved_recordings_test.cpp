@@ -3,8 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <ctime>
+#include <memory>
 
+#include "base/clock.h"
+#include "base/names.h"
 #include "session/markers.h"
+#include "tests/file_limit.h"
 #include "tests/session/session_fixture.h"
 
 namespace tvn {
@@ -108,6 +112,41 @@ TEST_F(SavedRecordingsTest, TellWhenTheFileCannotBeWritten) {
   std::filesystem::remove_all(recordings_dir(engine_));
   EXPECT_EQ(save_recording(engine_), R"({"ok":false,"error":"write failed"})");
   EXPECT_EQ(get(&Engine::saved_as), "");
+}
+
+// The text leaves it unsaid that the markers are missing; the result says it.
+TEST_F(SavedRecordingsTest, SucceedWithoutTheirMarkerListButSayItsName) {
+  set_replay(std::vector<double>(200, 1.0), 200);
+  const SessionLock hold(engine_.lock);
+  engine_.markers = {{100, 4}};
+  const RecordingToSave recording = take_recording(engine_);
+  const std::string list = markers_path(recordings_dir(engine_) + "/" + recording.file_name);
+  std::filesystem::create_directory(list);
+  const SaveResult result = save_recording(engine_, recording);
+  EXPECT_THAT(result.reply, testing::StartsWith(R"({"ok":true,)"));
+  EXPECT_THAT(result.failed, testing::ElementsAre(file_name_of(list)));
+}
+
+TEST_F(SavedRecordingsTest, LeaveNothingOnAFullDisk) {
+  set_replay(std::vector<double>(20000, 1.0), 20000);
+  const FileLimit full(1000);
+  EXPECT_EQ(save_recording(engine_), R"({"ok":false,"error":"write failed"})");
+  EXPECT_TRUE(std::filesystem::is_empty(recordings_dir(engine_)));
+}
+
+TEST_F(SavedRecordingsTest, HoldUpTheEndForAsLongAsIsSaid) {
+  wait_for_files(engine_, 60.0);  // nothing is under way
+  auto writing = std::make_unique<WritingFiles>(engine_);
+  const double begun = monotonic_seconds();
+  wait_for_files(engine_, 0.1);
+  EXPECT_GE(monotonic_seconds() - begun, 0.1);
+  std::thread ending([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    writing.reset();
+  });
+  wait_for_files(engine_, 60.0);
+  EXPECT_LT(monotonic_seconds() - begun, 10.0);
+  ending.join();
 }
 
 }  // namespace

@@ -20,6 +20,9 @@
 namespace tvn {
 namespace {
 
+constexpr std::string_view k_prefix = "imported_";
+constexpr std::string_view k_recording_extension = ".csv";
+
 Reply refusal(const std::string& note) {
   return json_reply(R"({"ok":false,"note":)" + json_quote(note) + "}");
 }
@@ -41,9 +44,10 @@ Reply import_kubios(const Request& request, Site& site) {
   }
   const MutexLock<Mutex> uploads(site.upload_control);
   if (engine.batch_running) return refusal(k_batch_already_running);
-  const std::string name = base_name(picked_file_name(request.query));
+  const std::string name =
+      fit_base_name(base_name(picked_file_name(request.query)), k_recording_extension.size());
   renew_upload_dir(engine);
-  write_file(upload_dir(engine) + "/" + name + ".csv", request.body);
+  write_file(upload_dir(engine) + "/" + name + std::string(k_recording_extension), request.body);
   {
     const SessionLock hold(engine.lock);
     apply_params(engine, request.query);
@@ -73,13 +77,18 @@ Reply import_raw_ecg(const Request& request, Site& site) {
         "That file did not look like a raw ECG (.txt/.csv with one sample per line) or a Kubios "
         "export.");
   }
-  const std::string stored_name = "imported_" + base_name(file_name) + "_" +
-                                  local_time_text(std::time(nullptr), "%Y%m%d-%H%M%S") + ".csv";
+  const std::string rest = "_" + local_time_text(std::time(nullptr), "%Y%m%d-%H%M%S") +
+                           std::string(k_recording_extension);
+  const std::string base = fit_base_name(base_name(file_name), k_prefix.size() + rest.size());
+  const std::string stored_name = std::string(k_prefix) + base + rest;
   const std::string path = recordings_dir(site.engine) + "/" + stored_name;
-  write_file(path, samples_text(samples));
+  const bool written{write_file(path, samples_text(samples), Durability::at_once)};
   QueryParams query = request.query;
   query["label"] = "Imported — " + file_name;
-  start_replay(site.engine, path, query);
+  // What could not be written is not in the list; an empty replay is what the page then shows.
+  if (!written || !start_replay(site.engine, path, query)) {
+    play(site.engine, path, {}, query);
+  }
   return json_reply(R"({"ok":true,"file":)" + json_quote(stored_name) + "}");
 }
 

@@ -1,6 +1,5 @@
 #include "web/handlers/run_handlers.h"
 
-#include "base/files.h"
 #include "base/json.h"
 #include "session/runs.h"
 
@@ -31,8 +30,9 @@ Reply handle_start_replay(const Request& request, Site& site) {
   const bool saved = text_param(request.query, "dir", "samples") == "saved";
   const std::string folder = saved ? recordings_dir(site.engine) : sample_data_dir(site.engine);
   const std::string path = folder + "/" + text_param(request.query, "file");
-  if (!is_readable_file(path)) return json_reply(R"({"error":"file not found"})", 404);
-  start_replay(site.engine, path, request.query);
+  if (!start_replay(site.engine, path, request.query)) {
+    return json_reply(R"({"error":"file not found"})", 404);
+  }
   return json_reply(R"({"ok":true})");
 }
 

@@ -4,15 +4,24 @@
 #include <filesystem>
 
 #include "base/files.h"
+#include "base/names.h"
 
 namespace tvn {
 namespace {
+
+// `component` as file systems take it: cut before its extension, which tells what the file is.
+std::string fitted(const std::string& component) {
+  if (component.size() <= k_longest_file_name) return component;
+  const std::string extension = std::filesystem::path(component).extension().string();
+  return fit_base_name(component.substr(0, component.size() - extension.size()), extension.size()) +
+         fit_base_name(extension, 0);
+}
 
 std::string clean_component(std::string_view component) {
   std::string clean(component);
   std::erase_if(clean, [](char c) { return static_cast<unsigned char>(c) < 32 || c == ':'; });
   // Cleaning can make ".." out of "..:", so the test comes after it.
-  return clean == "." || clean == ".." ? "" : clean;
+  return clean == "." || clean == ".." ? "" : fitted(clean);
 }
 
 }  // namespace
@@ -24,7 +33,9 @@ std::string upload_dir(const Engine& engine) {
 void renew_upload_dir(const Engine& engine) {
   std::error_code ignored;
   std::filesystem::remove_all(upload_dir(engine), ignored);
-  std::filesystem::create_directories(upload_dir(engine), ignored);
+  std::error_code error;
+  std::filesystem::create_directories(upload_dir(engine), error);
+  if (error) tell_write_failure(upload_dir(engine), error);
 }
 
 std::string sanitise_relative_path(std::string_view text) {
@@ -54,7 +65,7 @@ Reply handle_batch_upload(const Request& request, Site& site) {
   const std::filesystem::path target = std::filesystem::path(upload_dir(site.engine)) / relative;
   std::error_code ignored;
   std::filesystem::create_directories(target.parent_path(), ignored);
-  write_file(target.string(), request.body);
+  write_file(target.string(), request.body);  // tells itself what went wrong
   return json_reply(R"({"ok":true})");
 }
 

@@ -1,5 +1,6 @@
 #include "web/handlers/import_handler.h"
 
+#include "tests/file_limit.h"
 #include "tests/web/handlers/site_fixture.h"
 #include "web/handlers/upload_handlers.h"
 
@@ -66,6 +67,26 @@ TEST_F(ImportHandlerTest, AKubiosImportDuringABatchLeavesTheUploadsAlone) {
   EXPECT_EQ(body("/import?fname=k.csv", "Kubios\nRR INTERVAL DATA\n,1,1\n,2,1\n,3,1\n"),
             R"({"ok":false,"note":"A batch is already running."})");
   EXPECT_TRUE(fs::exists(upload_dir(engine_) + "/a.txt"));
+}
+
+// The reply leaves it unsaid; the recording is not in the list, and an empty replay shows it.
+TEST_F(ImportHandlerTest, OnAFullDiskLeavesNoHalfRecording) {
+  const std::string ecg = flat_ecg(5000);
+  {
+    const FileLimit full(1000);
+    EXPECT_TRUE(body("/import?fname=a.txt", ecg).starts_with(R"({"ok":true,"file":"imported_a_)"));
+  }
+  EXPECT_EQ(get(&Engine::mode), "replay");
+  EXPECT_EQ(source_label(), "Imported — a.txt");
+  EXPECT_EQ(get(&Engine::replay_len), 0);
+  EXPECT_TRUE(fs::is_empty(recordings_dir(engine_)));
+}
+
+TEST_F(ImportHandlerTest, ANameOfAnyLengthIsCut) {
+  body("/import?fname=" + std::string(1000, 'n') + ".txt", flat_ecg(500));
+  EXPECT_EQ(get(&Engine::replay_len), 500);
+  const fs::path stored = fs::directory_iterator(recordings_dir(engine_))->path();
+  EXPECT_EQ(stored.filename().string().size(), 255u);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "web/handlers/upload_handlers.h"
 
+#include "tests/file_limit.h"
 #include "tests/web/handlers/site_fixture.h"
 
 namespace tvn {
@@ -32,6 +33,21 @@ TEST(SanitiseRelativePath, NeverLeavesTheFolder) {
   EXPECT_EQ(sanitise_relative_path(":/\x02//./.."), "");
   EXPECT_EQ(sanitise_relative_path("..."), "...");
   EXPECT_EQ(sanitise_relative_path("\xc3\xa9 b/\xff"), "\xc3\xa9 b/\xff");
+}
+
+TEST(SanitiseRelativePath, CutsWhatIsTooLongForAFileSystem) {
+  const std::string folder(255, 'f');
+  std::string dots;  // 2 bytes each; an odd number of bytes is left for them
+  for (int i = 0; i < 200; ++i) dots += "\xc3\xa4";
+  EXPECT_EQ(sanitise_relative_path(folder + "x/" + dots + ".txt"),
+            folder + "/" + dots.substr(0, 250) + ".txt");
+}
+
+TEST_F(UploadHandlersTest, OnAFullDiskLeavesNoHalfFile) {
+  body("/batch_new");
+  const FileLimit full(1000);
+  EXPECT_EQ(body("/batch_upload?rel=a.txt", std::string(2000, '1')), R"({"ok":true})");
+  EXPECT_TRUE(fs::is_empty(upload_dir(engine_)));
 }
 
 }  // namespace
