@@ -75,12 +75,6 @@ NewFile create_unfinished_file(const std::string& folder) {
   return create_locked_file(folder + "/" + k_unfinished_prefix, k_unfinished_suffix, 0666);
 }
 
-// The rename, too, has to reach the disk. That a file system cannot do this is no failure.
-void sync_folder(const std::string& folder) {
-  const FileHandle handle(::open(folder.c_str(), O_RDONLY | O_CLOEXEC));
-  if (handle.is_open()) ::fsync(handle.get());
-}
-
 // Network file systems tell only now that there was no room; closing twice is the price.
 std::error_code flush_by_closing(int fd) {
   const int copy = ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
@@ -158,6 +152,11 @@ std::error_code sync_to_disk(int fd) {
 #else
   return ::fdatasync(fd) == 0 ? std::error_code() : last_error();
 #endif
+}
+
+void sync_folder(const std::string& folder) {
+  const FileHandle handle(::open(folder.c_str(), O_RDONLY | O_CLOEXEC));
+  if (handle.is_open()) ::fsync(handle.get());
 }
 
 std::error_code write_all(int fd, std::string_view bytes) {

@@ -48,6 +48,9 @@ void remove_unfinished_files(const std::string& folder);
 // Brings what was written to the open file `fd` to the disk, file size included.
 std::error_code sync_to_disk(int fd);
 
+// Brings the names of the files in `folder` to the disk. That a file system cannot is no failure.
+void sync_folder(const std::string& folder);
+
 // Writes all of `bytes` to the open file `fd`.
 std::error_code write_all(int fd, std::string_view bytes);
 

@@ -10,6 +10,7 @@
 #include "host/platform.h"
 #include "host/server.h"
 #include "host/startup.h"
+#include "session/recovery.h"
 #include "session/runs.h"
 #include "session/saved_recordings.h"
 #include "web/http/peer.h"
@@ -68,6 +69,9 @@ int main(int argc, char** argv) {
         tvn::wait_for_files(g_session, k_wait_for_files);
       },
       k_longest_end);
+  for (const std::string& name : tvn::recover_journals(folders.data_dir)) {
+    std::printf("  Recovered recording: %s\n", name.c_str());
+  }
   print_banner(listener->port);
   tvn::launch_browser(listener->port);
 

@@ -36,6 +36,7 @@ void reset_for_run(Engine& engine) {
   engine.tvn_series_json = "[]";
   engine.ecg_window.clear();
   engine.markers.clear();
+  engine.saved_samples = 0;
   engine.run_started_at = std::time(nullptr);
   engine.tfr_status = "idle";
   engine.tfr_error.clear();

@@ -5,7 +5,7 @@
 // threads all use this record. `lock` guards every member below it except the atomic flags and
 // the two that start-up sets. `run_control` makes each start and each stop one whole; it is taken
 // before `lock`, never while holding it, and never by a callback of the sensor link.
-// Lock order: run_control, then the sensor's callback slot, then lock.
+// Lock order: run_control, then the sensor's callback slot or the journal's mutex, then lock.
 #pragma once
 
 #include <atomic>
@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <ctime>
 #include <limits>
+#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
@@ -50,6 +51,8 @@ struct SeriesPoint {
   double y;      // the value
   bool is_null;  // y has no value
 };
+
+class RunJournal;
 
 struct Engine {
   Mutex run_control;
@@ -105,6 +108,9 @@ struct Engine {
   std::uint64_t pass_published TVN_GUARDED_BY(lock) = 0;
 
   std::vector<Marker> markers TVN_GUARDED_BY(lock);
+  // How many of the run's first samples lie in a saved recording, with their markers.
+  std::size_t saved_samples TVN_GUARDED_BY(lock) = 0;
+  std::shared_ptr<RunJournal> journal TVN_GUARDED_BY(lock);  // of a live run; null without one
   std::time_t run_started_at TVN_GUARDED_BY(lock) = 0;
 
   // State of the jobs that the page polls.

@@ -12,6 +12,8 @@
 #include "recording/raw_ecg.h"
 #include "session/analysis_pass.h"
 #include "session/markers.h"
+#include "session/recovery.h"
+#include "session/run_journal.h"
 #include "session/run_params.h"
 
 namespace tvn {
@@ -105,6 +107,7 @@ void end_run(Engine& engine) TVN_REQUIRES(engine.run_control) {
   }
   if (live && engine.sensor != nullptr) engine.sensor->stop();
   if (engine.worker.joinable()) engine.worker.join();
+  finish_journal(engine);
   for (int i = 0; i < k_pass_wait_rounds && engine.analysis_busy; ++i) {
     std::this_thread::sleep_for(k_pass_wait_round);
   }
@@ -179,6 +182,7 @@ void play(Engine& engine, const std::string& path, std::vector<double> samples,
   std::vector<Marker> markers = read_markers(path);
   const MutexLock<Mutex> control(engine.run_control);
   end_run(engine);
+  leave_run(engine);
   const SessionLock hold(engine.lock);
   apply_params(engine, query);
   engine.mode = "replay";
@@ -198,7 +202,9 @@ void play(Engine& engine, const std::string& path, std::vector<double> samples,
 void start_live(Engine& engine, const std::string& address, const QueryParams& query) {
   const MutexLock<Mutex> control(engine.run_control);
   end_run(engine);
+  leave_run(engine);
   const std::uint64_t run_number = begin_live(engine, address, query);
+  begin_journal(engine, run_number);
   try {
     start_sensor(engine, address, run_number);
     start_worker(engine);

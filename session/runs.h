@@ -1,5 +1,7 @@
 // Live and replay runs: starting, pacing, seeking and stopping. A run fills the session with ECG;
-// one worker thread per run paces a replay and begins an analysis pass at most once a second.
+// one worker thread per run paces a replay and begins an analysis pass at most once a second. A
+// live run is also written to a journal; what of it was not saved outlasts the start of another
+// run.
 #pragma once
 
 #include <string>

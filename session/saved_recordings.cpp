@@ -1,10 +1,13 @@
 #include "session/saved_recordings.h"
 
+#include <algorithm>
 #include <chrono>
+#include <memory>
 #include <thread>
 
 #include "base/clock.h"
 #include "base/json.h"
+#include "session/run_journal.h"
 
 namespace tvn {
 namespace {
@@ -12,9 +15,18 @@ namespace {
 constexpr std::size_t k_fewest_samples = 130;  // one second
 constexpr std::chrono::milliseconds k_wait_round{5};
 
-void note_save(Engine& engine, const RecordingToSave& recording) {
-  const SessionLock hold(engine.lock);
-  if (engine.run_number == recording.run_number) engine.saved_as = recording.file_name;
+// `whole` when the markers were saved, too: only then may the journal forget them.
+void note_save(Engine& engine, const RecordingToSave& recording, bool whole) {
+  std::shared_ptr<RunJournal> journal;
+  {
+    const SessionLock hold(engine.lock);
+    if (engine.run_number != recording.run_number) return;
+    engine.saved_as = recording.file_name;
+    if (!whole) return;
+    engine.saved_samples = std::max(engine.saved_samples, recording.ecg.size());
+    journal = engine.journal;
+  }
+  if (journal) journal->note_saved(recording.ecg.size());
 }
 
 }  // namespace
@@ -42,7 +54,7 @@ SaveResult save_recording(Engine& engine, const RecordingToSave& recording) {
       write_recording(path, recording.ecg.samples(), recording.markers);
   const bool saved = failed.empty() || failed.front() != recording.file_name;
   if (!saved) return {R"({"ok":false,"error":"write failed"})", std::move(failed)};
-  note_save(engine, recording);
+  note_save(engine, recording, failed.empty());
   return {R"({"ok":true,"file":)" + json_quote(recording.file_name) + R"(,"count":)" +
               std::to_string(recording.ecg.size()) + "}",
           std::move(failed)};

@@ -77,14 +77,14 @@ TEST_F(ImportHandlerTest, OnAFullDiskLeavesNoHalfRecording) {
     EXPECT_TRUE(body("/import?fname=a.txt", ecg).starts_with(R"({"ok":true,"file":"imported_a_)"));
   }
   EXPECT_EQ(get(&Engine::mode), "replay");
-  EXPECT_EQ(source_label(), "Imported — a.txt");
+  EXPECT_EQ(get(&Engine::source_label), "Imported — a.txt");
   EXPECT_EQ(get(&Engine::replay_len), 0);
   EXPECT_TRUE(fs::is_empty(recordings_dir(engine_)));
 }
 
 TEST_F(ImportHandlerTest, ANameOfAnyLengthIsCut) {
   body("/import?fname=" + std::string(1000, 'n') + ".txt", flat_ecg(500));
-  EXPECT_EQ(get(&Engine::replay_len), 500);
+  ASSERT_EQ(get(&Engine::replay_len), 500);
   const fs::path stored = fs::directory_iterator(recordings_dir(engine_))->path();
   EXPECT_EQ(stored.filename().string().size(), 255u);
 }
