@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <numeric>
 #include <system_error>
@@ -24,8 +25,7 @@ namespace {
 
 // No heart beats once in 10 s: such intervals are milliseconds.
 constexpr double k_longest_in_seconds = 10;
-// A day's Holter recording and another: a sum beyond that is no recording, and sizes no buffer.
-constexpr double k_longest_recording = 48 * 3600;
+constexpr double k_longest_seconds = static_cast<double>(k_longest_recording) / k_ecg_rate;
 
 // 48 h of ECG are some 200 MB; a file far larger would take the machine's memory and be none.
 constexpr std::uintmax_t k_largest_file = 1'000'000'000;
@@ -37,7 +37,12 @@ struct Beats {
   std::vector<Marker> markers;
 };
 
-std::optional<Beats> kubios_beats(std::vector<double> intervals) {
+std::optional<Beats> leave_out(const std::string& path) {
+  std::fprintf(stderr, "Left out of the batch, as it is longer than 48 h: %s\n", path.c_str());
+  return std::nullopt;
+}
+
+std::optional<Beats> kubios_beats(const std::string& path, std::vector<double> intervals) {
   const std::size_t n = intervals.size();
   if (n < k_tfr_min_intervals) return std::nullopt;
   if (median(intervals) > k_longest_in_seconds) {
@@ -47,29 +52,31 @@ std::optional<Beats> kubios_beats(std::vector<double> intervals) {
   beats.rr_seconds = correct_rr_artifacts(intervals);
   const bool positive = std::ranges::all_of(beats.rr_seconds, [](double rr) { return rr > 0; });
   const double seconds = std::accumulate(beats.rr_seconds.begin(), beats.rr_seconds.end(), 0.0);
-  if (!positive || !(seconds <= k_longest_recording)) return std::nullopt;
+  if (!positive) return std::nullopt;
+  if (!(seconds <= k_longest_seconds)) return leave_out(path);
   // The nearest sample: a sum of 79.99999999999999 s is 80 s, and has its last breathing cycle.
   beats.n_samples = round_to_integer<std::size_t>(seconds * k_ecg_rate);
   beats.label = "Kubios RR (" + std::to_string(n) + " beats)";
   return beats;
 }
 
-Beats ecg_beats(const std::string& path, const std::string& content) {
-  const std::vector<double> ecg = parse_raw_ecg(content);
-  return {std::filesystem::path(path).stem().string(), ecg.size(), rr_intervals_of(ecg),
-          read_markers(path)};
-}
-
-bool is_of_sensible_size(const std::string& path) {
-  std::error_code unreadable;
-  return std::filesystem::file_size(path, unreadable) <= k_largest_file && !unreadable;
+// Frees `content` before the analysis, which needs much memory itself.
+std::optional<Beats> ecg_beats(const std::string& path, std::string content) {
+  const std::vector<double> ecg = parse_raw_ecg(content, k_longest_recording + 1);
+  content = std::string();
+  if (ecg.size() > k_longest_recording) return leave_out(path);
+  return Beats{std::filesystem::path(path).stem().string(), ecg.size(), rr_intervals_of(ecg),
+               read_markers(path)};
 }
 
 std::optional<Beats> read_beats(const std::string& path) {
+  std::error_code unreadable;
+  const std::uintmax_t size = std::filesystem::file_size(path, unreadable);
+  if (!unreadable && size > k_largest_file) return leave_out(path);
   std::string content;
-  if (!is_of_sensible_size(path) || !read_file(path, content)) return std::nullopt;
-  if (looks_like_kubios(content)) return kubios_beats(parse_kubios_rr(content));
-  return ecg_beats(path, content);
+  if (!read_file(path, content)) return std::nullopt;
+  if (looks_like_kubios(content)) return kubios_beats(path, parse_kubios_rr(content));
+  return ecg_beats(path, std::move(content));
 }
 
 }  // namespace

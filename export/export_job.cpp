@@ -10,6 +10,7 @@
 
 #include "analysis/rhythm/hr_series.h"
 #include "base/failure_text.h"
+#include "base/free_memory.h"
 #include "base/json.h"
 #include "export/edf.h"
 #include "export/export_folder.h"
@@ -137,6 +138,7 @@ void start_export(Engine& engine) {
   try {
     std::thread([&engine, snapshot = std::move(*snapshot), writing = WritingFiles(engine)] {
       run_export(engine, snapshot);
+      return_free_memory();
     }).detach();
   } catch (const std::exception& no_thread) {
     publish(engine, run_number, "error", "", failure_text("", no_thread));

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "base/free_memory.h"
 #include "base/version.h"
 #include "host/end_signals.h"
 #include "host/platform.h"
@@ -42,6 +43,8 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   // So must writing a file that is larger than a limit allows.
   std::signal(SIGXFSZ, SIG_IGN);
+
+  tvn::keep_memory_in_one_place();
 
   const tvn::Environment environment = tvn::read_environment();
   const tvn::Folders folders = tvn::choose_folders(environment, tvn::executable_path());

@@ -3,11 +3,13 @@
 #include <cmath>
 #include <cstddef>
 
+#include "recording/raw_ecg.h"
+
 namespace tvn {
 namespace {
 
 constexpr double k_target_rate = 130.0;
-constexpr double k_most_samples = 100e6;
+constexpr auto k_most_samples = static_cast<double>(k_longest_recording);
 
 }  // namespace
 

@@ -38,8 +38,9 @@ class EcgBuffer {
 
   // Adds samples at the end. Room for a day at 130 samples per second is set aside by the first
   // call (as address space: the system supplies pages when they are written), so that a live run
-  // does not stall on growing; a longer run doubles it. Throws std::bad_alloc and is unchanged
-  // when there is no room.
+  // does not stall on growing; a longer run doubles it. Where there is no memory for that, half
+  // as much is tried, and so on down to what is needed. Throws std::bad_alloc and is unchanged when
+  // there is not even that.
   void append(std::span<const double> more);
 
   // Forgets all samples; views of them stay valid.

@@ -9,11 +9,13 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "base/clock.h"
 #include "base/files.h"
 #include "tests/api/program.h"
+#include "tests/wait_until.h"
 
 namespace tvn {
 namespace {
@@ -149,6 +151,27 @@ TEST(Faults, TheEndWaitsForAnExport) {
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait_for_exit(), -1);
   EXPECT_TRUE(fs::exists(program.folder() + "/exports/Anna_export/Anna_report.pdf"));
+}
+
+// Resident memory in megabytes.
+double memory_of(pid_t process) {
+  std::string text;
+  std::ifstream("/proc/" + std::to_string(process) + "/statm") >> text >> text;
+  return std::stod(text) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+TEST(Faults, MemoryOfLargeBodiesGoesBack) {
+  const Program program({std::to_string(test_port()), {}, false});
+  const std::string body(20'000'000, 'x');
+  std::vector<std::thread> senders;
+  for (int i = 0; i < 8; ++i) {
+    senders.emplace_back([&] {
+      for (int n = 0; n < 4; ++n) post(program.port(), "/import?fname=a.txt", body);
+    });
+  }
+  for (std::thread& sender : senders) sender.join();
+  EXPECT_TRUE(wait_until([&] { return memory_of(program.process()) < 40.0; }, 10.0))
+      << memory_of(program.process());
 }
 
 // A bus that accepts and is silent: what asks it waits for a minute and more.

@@ -37,6 +37,7 @@ class Program {
   void add_command(const std::string& name, const std::string& script) const;
   // Waits for the process to end by itself; its exit status.
   int wait_for_exit();
+  pid_t process() const { return pid_; }
   void send_signal(int signal) const;
 #ifdef __linux__
   // From now on no file of the program may grow beyond this size: writing fails as on a full disk.

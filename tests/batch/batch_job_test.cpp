@@ -274,6 +274,27 @@ TEST_F(BatchJobTest, AFileOfAbsurdSizeIsNotRead) {
   expect_done(1, 2);
 }
 
+TEST_F(BatchJobTest, WhatIsLongerThan48HoursIsLeftOutByName) {
+  add_ecg("A/one.txt");
+  add("A/ecg.txt", "");
+  std::string text;
+  for (int i = 0; i < 22'464'001; ++i) text += "1\n";
+  add("A/ecg.txt", text);
+  add(
+      "A/rr.csv", "Kubios\nRR INTERVAL DATA\n" + [] {
+        std::string rows;
+        for (int i = 0; i < 19'201; ++i) rows += ",1,9\n";  // 48 h and 9 s
+        return rows;
+      }());
+  testing::internal::CaptureStderr();
+  run();
+  const std::string told = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(told, "Left out of the batch, as it is longer than 48 h: " + root() +
+                      "/A/ecg.txt\nLeft out of the batch, as it is longer than 48 h: " + root() +
+                      "/A/rr.csv\n");
+  expect_done(1, 3);
+}
+
 TEST_F(BatchJobTest, FiveThousandSmallFiles) {
   for (int i = 0; i < 5000; ++i)
     add(std::to_string(i % 50) + "/" + std::to_string(i) + ".txt", "1\n");

@@ -29,6 +29,9 @@ TEST(ResampleTo130, LeavesSamplesAloneWhereItCannotOrNeedNot) {
   for (const double rate : {0.0, -5.0, 130.4, 129.6, 130.0, 1e9, 1e-300, 2.5e-6, std::nan("")}) {
     EXPECT_EQ(resample_to_130(samples, rate), samples) << rate;
   }
+  // 3 samples at 390 / 22,464,000 Hz would be 48 h.
+  EXPECT_EQ(resample_to_130(samples, 390 / 22'464'000.0).size(), 22'464'000u);
+  EXPECT_EQ(resample_to_130(samples, 390 / 22'464'001.0), samples);
   EXPECT_EQ(resample_to_130({7}, 65.0), Values{7});
   EXPECT_EQ(resample_to_130({}, 65.0), Values{});
 }

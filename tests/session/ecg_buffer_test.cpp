@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <numeric>
 #include <vector>
+
+#include "tests/session/scarce_memory.h"
 
 namespace tvn {
 namespace {
@@ -62,6 +65,29 @@ TEST(EcgBuffer, GrowsBeyondADay) {
   ASSERT_EQ(buffer.size(), hour.size() * 25);
   EXPECT_EQ(copy(buffer.samples().first(hour.size())), hour);
   EXPECT_EQ(copy(buffer.samples().last(hour.size())), hour);
+}
+
+// A day's room cannot be had in one piece, nor more than an hour's.
+TEST(EcgBuffer, TakesSmallPiecesWhereMemoryIsScarce) {
+  const ScarceMemory scarce(4'000'000);
+  EcgBuffer buffer;
+  std::size_t moves = 0;
+  const double* storage = nullptr;
+  while (buffer.size() < 400'000) {
+    buffer.append(counting(73, static_cast<double>(buffer.size())));
+    moves += buffer.samples().data() != storage ? 1 : 0;
+    storage = buffer.samples().data();
+  }
+  EXPECT_LT(moves, 5u);  // not a copy of everything with every frame
+  EXPECT_EQ(buffer.samples()[399'999], 399'999.0);
+  std::size_t before = 0;
+  EXPECT_THROW(
+      while (buffer.size() < 1'000'000) {
+        before = buffer.size();
+        buffer.append(counting(73));
+      },
+      std::bad_alloc);
+  EXPECT_EQ(buffer.size(), before);
 }
 
 }  // namespace
