@@ -218,14 +218,17 @@ TEST_F(JournalApiTest, AStartThatReplacesTheRunKeepsIt) {
 TEST_F(JournalApiTest, OnAFullDiskTheRunGoesOnAndItIsTold) {
   const auto program = begin(data_.path());
   const std::string strap = strap_address(0);
-  start_and_receive(*program, strap, 2.0);
-  program->limit_files(3000);
+  start_and_receive(*program, strap, 5.0);
+  const std::string journal = data_ / names_in(data_.path(), ".run-").at(0);
+  ASSERT_TRUE(wait_until([&] { return fs::file_size(journal) > 4u * 390 + 300; }));
+  program->limit_files(fs::file_size(journal) + 100);
   EXPECT_TRUE(wait_until([&] { return elapsed(*program) > 30.0; }, 30.0));
   EXPECT_TRUE(wait_until([&] {
     return program->error_output().find(".journal: File too large\n") != std::string::npos;
   }));
   EXPECT_EQ(member(fetch(program->port(), "/status"), "running"), "true");
   program->send_signal(SIGKILL);
+  program->wait_for_exit();
   const auto again = begin(data_.path());  // what fitted is not lost
   EXPECT_THAT(again->banner(), HasSubstr("  Recovered recording: recovered_Anna_"));
 }
