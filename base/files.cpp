@@ -147,11 +147,13 @@ void remove_unfinished_files(const std::string& folder) {
 std::error_code sync_to_disk(int fd) {
 #ifdef __APPLE__
   // fsync leaves the data in the disk's own cache there.
-  if (::fcntl(fd, F_FULLFSYNC) == 0) return {};
-  return ::fsync(fd) == 0 ? std::error_code() : last_error();
+  if (::fcntl(fd, F_FULLFSYNC) == 0 || ::fsync(fd) == 0) return {};
 #else
-  return ::fdatasync(fd) == 0 ? std::error_code() : last_error();
+  if (::fdatasync(fd) == 0) return {};
 #endif
+  // Some shared folders cannot; what was written is there all the same.
+  const bool is_unsupported = errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
+  return is_unsupported ? std::error_code() : last_error();
 }
 
 void sync_folder(const std::string& folder) {

@@ -45,7 +45,8 @@ WriteResult try_to_write_in(const std::string& folder);
 // running program is writing.
 void remove_unfinished_files(const std::string& folder);
 
-// Brings what was written to the open file `fd` to the disk, file size included.
+// Brings what was written to the open file `fd` to the disk, file size included. That a file system
+// cannot is no failure.
 std::error_code sync_to_disk(int fd);
 
 // Brings the names of the files in `folder` to the disk. That a file system cannot is no failure.

@@ -50,7 +50,10 @@ NewFile create_locked_file(const std::string& prefix, const std::string& suffix,
 }
 
 FileHandle lock_leftover(const std::string& path) {
-  FileHandle handle(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+  // On a network file system only who may write can lock.
+  constexpr int k_flags = O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW;
+  const int to_write = ::open(path.c_str(), O_RDWR | k_flags);
+  FileHandle handle(to_write >= 0 ? to_write : ::open(path.c_str(), O_RDONLY | k_flags));
   const bool locked = handle.is_open() && ::flock(handle.get(), LOCK_EX | LOCK_NB) == 0;
   return locked && has_a_name(handle.get()) ? std::move(handle) : FileHandle();
 }

@@ -4,6 +4,7 @@
 #include <exception>
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -94,22 +95,24 @@ void write_rhythm(const ExportSnapshot& snapshot, const std::vector<double>& rr_
   folder.write(snapshot.name + "_report.pdf", report_pdf(report));
 }
 
+std::string failure_of(const std::string& name) {
+  return name + " could not be written.";
+}
+
 // The result as JSON. The folder is told by its plain name even when another of that name made it
-// <name>-2_export. An empty list of files says that nothing was written into it.
-std::string export_result(const std::string& name, const std::vector<std::string>& written,
-                          const std::vector<std::string>& failed) {
+// <name>-2_export.
+std::string export_result(const std::string& name, const std::vector<std::string>& failed) {
   std::string result = R"({"folder":)" + json_quote(name + "_export");
-  if (written.empty()) result += R"(,"files":[])";
   for (std::size_t i = 0; i < failed.size(); ++i) {
     result += i == 0 ? R"(,"errors":[)" : ",";
-    result += json_quote(failed[i] + " could not be written.");
+    result += json_quote(failure_of(failed[i]));
   }
   return result + (failed.empty() ? "}" : "]}");
 }
 
-std::string write_export(Engine& engine, const ExportSnapshot& snapshot) {
-  std::vector<std::string> failed = save_recording(engine, snapshot.recording).failed;
-  const std::string path = make_export_folder(engine.data_dir + "/exports", snapshot.name);
+// Throws, naming all of it, when nothing could be written into the folder.
+std::string write_export(const ExportSnapshot& snapshot, const std::string& path,
+                         std::vector<std::string>& failed) {
   FolderWriter folder(path);
   const std::span<const double> ecg = snapshot.recording.ecg.samples();
   const std::vector<double> rr_seconds = rr_intervals_of(ecg);
@@ -117,9 +120,21 @@ std::string write_export(Engine& engine, const ExportSnapshot& snapshot) {
   write_recording(snapshot, hr_series, folder);
   write_rhythm(snapshot, rr_seconds, std::move(hr_series), folder);
   failed.insert(failed.end(), folder.failed().begin(), folder.failed().end());
+  if (!folder.written().empty()) return export_result(snapshot.name, failed);
   std::error_code not_empty;
-  if (folder.written().empty()) std::filesystem::remove(path, not_empty);
-  return export_result(snapshot.name, folder.written(), failed);
+  std::filesystem::remove(path, not_empty);
+  throw std::runtime_error("Nothing could be written.");
+}
+
+// What ended the export, and what else failed before.
+std::string failure_text_of(const std::exception& failure,
+                            const std::vector<std::string>& failed) noexcept {
+  std::string text = failure_text("", failure);
+  try {
+    for (const std::string& name : failed) text += " " + failure_of(name);
+  } catch (const std::exception&) {  // no memory for more
+  }
+  return text;
 }
 
 }  // namespace
@@ -148,10 +163,13 @@ void start_export(Engine& engine) {
 
 void run_export(Engine& engine, const ExportSnapshot& snapshot) noexcept {
   const std::uint64_t run_number = snapshot.recording.run_number;
+  std::vector<std::string> failed;
   try {
-    publish(engine, run_number, "done", write_export(engine, snapshot), "");
+    failed = save_recording(engine, snapshot.recording).failed;
+    const std::string path = make_export_folder(engine.data_dir + "/exports", snapshot.name);
+    publish(engine, run_number, "done", write_export(snapshot, path, failed), "");
   } catch (const std::exception& failure) {
-    publish(engine, run_number, "error", "", failure_text("", failure));
+    publish(engine, run_number, "error", "", failure_text_of(failure, failed));
   }
 }
 

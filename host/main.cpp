@@ -22,7 +22,7 @@ constexpr int k_default_port = 8000;
 // A person who closes the window waits this long and no longer, in seconds: for a save or an export
 // under way, and in all, for a Bluetooth service that does not answer, say.
 constexpr double k_wait_for_files = 2.0;
-constexpr double k_longest_end = 2.8;
+constexpr double k_longest_end = 2.5;
 
 tvn::Engine g_session;
 

@@ -72,7 +72,12 @@ std::time_t last_written(int fd) {
 std::string recover(const std::string& path, const std::string& recordings) {
   const FileHandle journal = lock_leftover(path);
   std::string bytes;
-  if (!journal.is_open() || !read_file(path, bytes)) return "";
+  if (!journal.is_open()) return "";
+  if (!read_file(path, bytes)) {
+    std::fprintf(stderr, "Could not read the journal %s; it waits for another start\n",
+                 path.c_str());
+    return "";
+  }
   const JournalContent content = read_journal(bytes);
   std::string name;
   if (content.samples.size() - content.saved >= k_fewest_to_recover) {
@@ -80,10 +85,14 @@ std::string recover(const std::string& path, const std::string& recordings) {
                            content.samples, content.markers);
     if (name.empty()) return "";
   }
-  if (!content.damaged) {
-    ::unlink(path.c_str());
-  } else if (::rename(path.c_str(), (path + ".damaged").c_str()) == 0) {
-    std::fprintf(stderr, "A damaged journal is kept as %s.damaged\n", path.c_str());
+  if (content.damaged) {
+    const bool kept = ::rename(path.c_str(), (path + ".damaged").c_str()) == 0;
+    std::fprintf(stderr,
+                 kept ? "A damaged journal is kept as %s.damaged\n"
+                      : "A damaged journal stays, and will be recovered again: %s\n",
+                 path.c_str());
+  } else if (::unlink(path.c_str()) != 0) {
+    std::fprintf(stderr, "A journal stays, and will be recovered again: %s\n", path.c_str());
   }
   return name;
 }

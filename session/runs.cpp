@@ -204,13 +204,14 @@ void start_live(Engine& engine, const std::string& address, const QueryParams& q
   end_run(engine);
   leave_run(engine);
   const std::uint64_t run_number = begin_live(engine, address, query);
-  begin_journal(engine, run_number);
   try {
+    begin_journal(engine, run_number);
     start_sensor(engine, address, run_number);
     start_worker(engine);
   } catch (...) {
     if (engine.sensor != nullptr) engine.sensor->stop();
     engine.running = false;
+    finish_journal(engine);
     throw;
   }
 }

@@ -224,13 +224,13 @@ TEST_F(ExportJobTest, OnAFullDiskNamesEveryFileAndKeepsNone) {
     const FileLimit full(0);
     export_now();
   }
-  EXPECT_EQ(status(), "done");
-  EXPECT_THAT(
-      get(&Engine::export_result),
-      testing::MatchesRegex(
-          R"(\{"folder":"Jane_Doe_export","files":\[\],"errors":\["Jane_Doe_on.*\.csv could not )"
-          R"(be written\.","Jane_Doe_ECG\.txt could.*HR\.txt.*markers\.csv.*Doe\.edf.*)"
-          R"(logpower\.csv.*report\.pdf could not be written\."\]\})"));
+  EXPECT_EQ(status(), "error");
+  EXPECT_EQ(get(&Engine::export_result), "");
+  EXPECT_THAT(get(&Engine::export_error),
+              testing::MatchesRegex(
+                  R"(Nothing could be written\. Jane_Doe_on.*\.csv could not be written\. )"
+                  R"(Jane_Doe_ECG\.txt could.*HR\.txt.*markers\.csv.*Doe\.edf.*logpower\.csv.*)"
+                  R"(report\.pdf could not be written\.)"));
   EXPECT_THAT(names_in(exports()), IsEmpty());
   EXPECT_THAT(names_in(recordings_dir(engine_)), IsEmpty());
   EXPECT_EQ(get(&Engine::saved_as), "");
@@ -244,6 +244,16 @@ TEST_F(ExportJobTest, NamesTheRecordingThatCouldNotBeSaved) {
       get(&Engine::export_result),
       testing::MatchesRegex(R"(\{"folder":"Jane_Doe_export","errors":\["Jane_Doe_on.*\.csv )"
                             R"(could not be written\."\]\})"));
+}
+
+TEST_F(ExportJobTest, WithoutAFolderTheRecordingIsNamedAsWell) {
+  set_replay(std::vector<double>(400, 1.0));
+  fs::remove_all(recordings_dir(engine_));
+  ASSERT_TRUE(write_file(folder_ / "exports", "in the way"));
+  export_now();
+  EXPECT_EQ(status(), "error");
+  EXPECT_THAT(get(&Engine::export_error),
+              testing::MatchesRegex(R"(.*exports.* Jane_Doe_on.*\.csv could not be written\.)"));
 }
 
 TEST_F(ExportJobTest, ANameOfAnyLengthCanBeExported) {

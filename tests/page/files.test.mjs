@@ -175,18 +175,19 @@ const FINISHED = { status: "done", total: 40, done: 40, msg: "Done — 4 report(
 
 test("while a batch runs its files stay where they are, and it is followed",
   with_folder(["a.txt"], async (page, server, folder) => {
-    for (const choose of [() => pick_folder(page, "Batch process…", folder),
-                          () => pick_file(page, "rr.csv", "sep=,")]) {
-      const polls = [RUNNING, { ...RUNNING, done: 7 }, FINISHED];
-      server.replies["/batch_status"] = () => polls.shift();
-      await choose();
-      await text_becomes(hint(page),
-        "A batch is already running. Processing a / b.txt — 7/40 files");
-      for (const name of BUTTONS) assert.ok(await button(page, name).isDisabled(), name);
-      await text_becomes(hint(page),
-        "✓ Done — 4 report(s) Yours was not sent: choose it again.");
-    }
+    const polls = [RUNNING, { ...RUNNING, done: 7 }, FINISHED];
+    server.replies["/batch_status"] = () => polls.shift();
+    await pick_folder(page, "Batch process…", folder);
+    await text_becomes(hint(page),
+      "A batch is already running. Processing a / b.txt — 7/40 files");
+    for (const name of BUTTONS) assert.ok(await button(page, name).isDisabled(), name);
+    await text_becomes(hint(page), "✓ Done — 4 report(s) Yours was not sent: choose it again.");
     assert.deepEqual(new Set(server.requests.map(({ path }) => path)), new Set(["/batch_status"]));
+    // A single ECG takes no file from it; an RR export is refused by the program itself.
+    const note = "A batch is already running.";
+    server.replies["/import"] = { ok: false, note };
+    await pick_file(page, "rr.csv", "sep=,");
+    await text_becomes(hint(page), note);
   }));
 
 // What the program's own exports hold is sent, as any recording is, but no recording of its own.
@@ -198,8 +199,8 @@ test("files that did not arrive are told, and only those",
     Object.assign(server.replies, { "/batch_new": { ok: true }, "/batch_upload": { ok: true },
                                     "/batch_run": { ok: true } });
     for (const [total, end, role] of [
-      [4, " 1 of 5 files did not arrive. Is the disk full?", "alert"], [5, "", null],
-      [0, " 5 of 5 files did not arrive. Is the disk full?", "alert"], [6, "", null]]) {
+      [4, " 1 of 5 files did not arrive. Is the disk full?", "alert"], [5, "", "paragraph"],
+      [0, " 5 of 5 files did not arrive. Is the disk full?", "alert"], [6, "", "paragraph"]]) {
       script_polls(server, { status: "done", total, done: total, msg: `Ready ${total}` });
       await pick_folder(page, "Batch process…", folder);
       await text_becomes(hint(page), `✓ Ready ${total}${end}`);
@@ -225,7 +226,7 @@ test("before a folder is sent at another rate than 130 Hz the page says so, and 
     script_polls(server, { status: "running", total: 2, done: 1, msg: "Reading" },
                  { status: "done", total: 2, done: 2, msg: "Ready" });
     await pick_folder(page, "Import folder…", folder);
-    const note = " · Folders are read at 130 Hz: for 360 Hz use “Import file…”";
+    const note = " · Read at 130 Hz: for 360 Hz use “Import file…”";
     await text_becomes(hint(page), "Uploading…" + note);  // while the first request waits
     assert.equal(requests_for(server, "/batch_upload").length, 0);
     release();

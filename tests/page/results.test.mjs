@@ -36,11 +36,23 @@ test("Save exports, polls until done and lists the result", in_session(async (pa
   assert.equal(requests_for(server, "/save").length, 0);
   // The stated line stays as it is; where to look is said beside it.
   const note = page.locator("#export-note");
-  await text_becomes(note, "In the data folder, by default Documents/TVN-Live. " +
-    "A number is added when the name was taken.");
-  server.replies["/export_status"] = { status: "error", error: "disk full" };
-  await button(page, "Save").click();
-  await text_becomes(note, "");
+  await text_becomes(note, "In the data folder, usually Documents/TVN-Live. " +
+    "A taken name gets a number.");
+  // Not all of it could be written: said at once.
+  assert.equal(await export_line(page).getAttribute("role"), "alert");
+  for (const [answer, line, role, list] of [
+    [{ status: "done", result: { folder: "anna_export" } },
+     "Exported to exports/anna_export", "paragraph", []],
+    [{ status: "error", error: "disk full" }, "Export failed: disk full", "alert", []],
+  ]) {
+    server.replies["/export_status"] = answer;
+    await button(page, "Save").click();
+    await text_becomes(export_line(page), line, 8000);
+    assert.equal(await export_line(page).getAttribute("role"), role);
+    assert.deepEqual(await page.locator("#export-list li").allTextContents(), list);
+    await text_becomes(note, role === "alert" ? "" : /Documents/);
+    await enabled(page, "Save");
+  }
 }));
 
 test("Save and Compute TFR keep the focus, and the view of a run in its place",

@@ -114,6 +114,14 @@ for (const [what, changes] of Object.entries({
   }));
 }
 
+test("results go when a stopped run goes on: it is another", in_session(async (page, server) => {
+  const stopped = { ...LIVE, ...DONE, running: false };
+  await show(page, server, stopped);
+  await make_results(page, server);
+  await show(page, server, { ...stopped, running: true, elapsed: stopped.elapsed + 200 });
+  assert.ok(await page.locator("#results").isHidden());
+}));
+
 test("a jump back, other words for the person and a first marker are the same run",
   in_session(async (page, server) => {
     await show(page, server, { ...DONE, elapsed: 50 });

@@ -49,7 +49,7 @@ test("a replay most likely in millivolts is noted", in_session(async (page, serv
   const note = text(page, "unit-note");
   const trace = (low, high, length = 780) =>
     Array.from({ length }, (_, i) => i === length / 2 ? high : low);
-  const MILLIVOLTS = "· Most likely in millivolts, but files keep whole numbers only.";
+  const MILLIVOLTS = "· Most likely millivolts; files keep whole numbers.";
   for (const [ecg, expected] of [[[], ""], [trace(-0.2, 1.2, 700), ""], [trace(0, 0), ""],
     [trace(-0.2, 1.2), MILLIVOLTS], [trace(0, 49.9), MILLIVOLTS], [trace(0, 50), ""],
     // One quiet stretch among beats.

@@ -101,7 +101,9 @@ test("without a selection there is a hint, and nothing is sent, until there is o
 
 const SAVED = ["anna_on2_off8.5_F33_20260101-101500.csv", "anna_markers.csv", "plain.csv",
                "Live_____Polar_H10_on5_off11_M50_20260101-111500.csv",
-               "x_on1_off2_M1_20260101-111500.csv_on5_off11_F71_20260101-121500.csv"];
+               "x_on1_off2_M1_20260101-111500.csv_on5_off11_F71_20260101-121500.csv",
+               "recovered_anna_on5_off11_F33_20260101-131500.csv",
+               "imported_recovered_Live_____Polar_H10_on5_off11_M50_20260101-101500_20260102.csv"];
 
 test("a saved recording fills in its person's values, which stay editable",
   with_page(async (page, server) => {
@@ -118,6 +120,12 @@ test("a saved recording fills in its person's values, which stay editable",
     assert.deepEqual(await values(), ["", "5", "11", "M", "50"]);
     await choose(SAVED[4]);
     assert.deepEqual((await values()).slice(1), ["5", "11", "F", "71"]);
+    // The same person's, whatever became of the recording.
+    await choose(SAVED[5]);
+    assert.equal((await values())[0], "anna");
+    await choose(SAVED[6]);
+    assert.equal((await values())[0], "");
+    await choose(SAVED[4]);
     await page.getByLabel("Age").fill("72");
     await choose("plain.csv");
     await text_becomes(start_hint(page), "");

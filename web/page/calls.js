@@ -12,8 +12,8 @@ const ANSWER_LIMIT_MS = 5000;
 // The reply of a call, or an exception when there is none. A body makes it a POST.
 async function call(path, body) {
   let overdue = 0;
-  // A scan takes its time, and says so.
-  const limit = path === "/scan" ? 0 : setTimeout(() => count_overdue(overdue = 1),
+  // A scan and a file take their time, and the page says so.
+  const limit = path === "/scan" || body ? 0 : setTimeout(() => count_overdue(overdue = 1),
                                                   ANSWER_LIMIT_MS);
   try {
     const response = await fetch(path, body && { method: "POST", body });

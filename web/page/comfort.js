@@ -51,7 +51,7 @@ function wire_comfort() {
 // The time of the run by the browser's clock. A strap's samples come in bursts, about twice a
 // second; each sets the clock right by a tenth of what it is off. Without them it waits.
 function paced_seconds({ mode, running, elapsed }, now_s) {
-  if (mode !== "live" || !running) return elapsed;
+  if (mode !== "live" || !running || !elapsed) return elapsed;
   const lead = elapsed - now_s;
   if (elapsed !== pace.elapsed) {
     const near = Math.abs(lead - pace.lead) < CARRY_S;

@@ -26,7 +26,6 @@ function end_files(text, failed) {
 async function import_file(file) {
   set_files_busy("import-file");
   tell("import-hint", `Importing ${file.name}…`);
-  if (await follow_other_batch()) return;
   const reply = await try_call(`/import?fname=${encodeURIComponent(file.name)}&speed=${speed}` +
     start_parameters(), file);
   if (reply.ok && reply.kubios) {
@@ -63,7 +62,7 @@ async function process_folder(all_files, button, mode) {
   }
   const rate = $("fs").value;
   const note = !rate || Number(rate) === 130 ? ""
-    : ` · Folders are read at 130 Hz: for ${rate} Hz use “Import file…”`;
+    : ` · Read at 130 Hz: for ${rate} Hz use “Import file…”`;
   set_files_busy(button);
   tell("import-hint", "Uploading…" + note);
   if (await follow_other_batch()) return;
@@ -113,8 +112,8 @@ function follow_batch({ before = "", note = "", after = "", sent = 0, quiet = fa
     const good = status === "done";
     const missing = good ? sent - total : 0;
     if (missing > 0) after = ` ${missing} of ${sent} files did not arrive. Is the disk full?`;
-    const end = good ? "✓ " + msg : msg || "The batch did not run.";
-    end_files(end + note + after, !good || missing > 0);
+    end_files((good ? "✓ " + msg : msg || "The batch did not run.") + note + after,
+              !good || missing > 0);
     return true;
   }, retry_ms);
 }

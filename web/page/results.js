@@ -57,9 +57,9 @@ async function save_session() {
     return;
   }
   const { folder, files = [], errors = [] } = result;
-  tell("export-note", "In the data folder, by default Documents/TVN-Live. " +
-    "A number is added when the name was taken.");
-  show_result("export-line", "Exported to exports/" + folder);
+  tell("export-note", "In the data folder, usually Documents/TVN-Live. " +
+    "A taken name gets a number.");
+  show_result("export-line", "Exported to exports/" + folder, errors.length);
   $("export-list").append(...[files, errors].flat().map((text) => make("li", text)));
 }
 

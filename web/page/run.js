@@ -11,7 +11,7 @@ function is_other_run(now) {
   const began_again = (job) => now[job] === "idle" && run[job] !== "idle";
   return now.mode !== run.mode || now.source_label !== run.source_label ||
     (now.mode === "live" ? now.elapsed < run.elapsed : now.total !== run.total) ||
-    began_again("tfr_status") || began_again("export_status");
+    now.running > run.running || began_again("tfr_status") || began_again("export_status");
 }
 
 // What another tab or program started takes the place of what is shown, the results too.

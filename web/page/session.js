@@ -31,6 +31,7 @@ function enter_session() {
 // The run that the program holds, with the results that are still on show.
 function return_to_session() {
   open_session(session_word(run));
+  countdown.done = true;
 }
 
 function open_session(word) {
@@ -65,11 +66,11 @@ function reset_session() {
 // Nearly all of a snapshot is its two series, which change once a second: while their text is the
 // same they are not parsed again.
 function parse_snapshot(data) {
-  const from = data.indexOf('"hr_series"'), to = data.indexOf(',"indur"', from);
+  const from = data.indexOf('"hr_series":'), to = data.indexOf(',"indur"', from);
   const text = data.slice(from, to);
+  const rest = parse_reply(data.slice(0, from) + '"hr_series":0,"tvn_series":0' + data.slice(to));
   if (series.text !== text) series = { text, parsed: parse_reply(`{${text}}`) };
-  const rest = data.slice(0, from) + '"hr_series":0,"tvn_series":0' + data.slice(to);
-  return { ...parse_reply(rest), ...series.parsed };
+  return { ...rest, ...series.parsed };
 }
 
 // The browser opens a broken stream again by itself, unless it got a wrong answer.
@@ -110,6 +111,7 @@ function on_snapshot(snapshot) {
     follow_reward(snapshot, now_s);
   }
   watch_snapshot(snapshot, now_s);
+  set_status_word(session_word(snapshot), snapshot.name_id);
   keep_awake(snapshot.running);
   // A hidden page gets no frames, so it draws nothing.
   if (now_s >= due_s) paint_request ||= requestAnimationFrame(paint);
@@ -146,7 +148,6 @@ function render_titles(snapshot) {
   const { mode, running, name_id, indur, outdur, cycle_seconds } = snapshot;
   const live = mode === "live";
   set_text("version", snapshot.app_version);
-  set_status_word(session_word(snapshot), name_id);
   $("stop").disabled = !running || is_busy("stop");
   set_text("session-title", mode === "idle" ? "No recording"
     : (live ? "Live recording" : "Playback") + (name_id && " · " + name_id));
@@ -157,7 +158,7 @@ function render_titles(snapshot) {
   set_text("source-label", snapshot.source_label);
   set_text("bluetooth-line", live ? " · Bluetooth: " + snapshot.bt_status : "");
   set_text("unit-note", is_in_millivolts(snapshot)
-    ? " · Most likely in millivolts, but files keep whole numbers only." : "");
+    ? " · Most likely millivolts; files keep whole numbers." : "");
   render_hint(snapshot);
 }
 

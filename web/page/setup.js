@@ -23,7 +23,6 @@ function enter_setup() {
   tell("start-hint", "");
   load_recordings();
   check_bluetooth();
-  offer_run();
 }
 
 const parse_seconds = (text) => parseFloat(text.replace(",", ".")) || 0;
@@ -33,8 +32,7 @@ function show_cycle() {
   const cycle = Math.round((inhale + exhale) * 100) / 100;
   set_text("cycle-line", `Cycle ${cycle} s · ${cycle ? (1 / cycle).toFixed(4) : 0} Hz`);
   for (const preset of $("presets").children) {
-    set_aria(preset, "pressed",
-                  preset.dataset.in == inhale && preset.dataset.out == exhale);
+    set_aria(preset, "pressed", preset.dataset.in == inhale && preset.dataset.out == exhale);
   }
 }
 
@@ -67,6 +65,7 @@ async function load_recordings() {
     return;
   }
   show_trouble();
+  offer_run();
   $("recording").replaceChildren(new Option("Select a recording", ""),
     recording_group("Saved recordings", "saved", saved),
     recording_group("Bundled samples", "samples", samples));
@@ -88,7 +87,7 @@ function recording_group(label, dir, files) {
 // A recording carries its person's values in its name: name_onX_offY_SEXAGE_time.csv. Fills the
 // fields, or a person's values would go with another's recording. Gives what to say about it.
 function fill_from(file) {
-  const found = file.match(/^(.*)_on([\d.]+)_off([\d.]+)_([MF])(-?\d+)_/);
+  const found = file.match(/^(?:recovered_|imported_)*(.*)_on([\d.]+)_off([\d.]+)_([MF])(-?\d+)_/);
   if (!found) return "";
   const [, name, ...values] = found;
   // A live run without a name is called by its strap.
