@@ -213,8 +213,8 @@ NSData* data_of(std::span<const std::uint8_t> bytes) {
 
 #pragma mark - What the strap tells, on the queue
 
-// What a strap tells that was forgotten, or replaced by another, is for nobody; only what it refused
-// is logged all the same.
+// What a strap tells that was forgotten, or replaced by another, is for nobody; only what it
+// refused is logged all the same.
 
 - (void)peripheral:(CBPeripheral*)peripheral didDiscoverServices:(NSError*)error {
   if (peripheral != self.peripheral) return;

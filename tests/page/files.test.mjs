@@ -24,9 +24,13 @@ async function pick_folder(page, name, folder) {
   await (await chooser).setFiles(folder);
 }
 
-// The answers to the polls of a batch; the page asks once before, whether there is one already.
+// The answers to the polls of a batch over a folder; the page asks once before, whether there is one
+// already.
 function script_polls(server, ...answers) {
-  const polls = [{ status: "done", total: 3, done: 3, msg: "Earlier" }, ...answers];
+  return script_answers(server, { status: "done", total: 3, done: 3, msg: "Earlier" }, ...answers);
+}
+
+function script_answers(server, ...polls) {
   server.replies["/batch_status"] = () => polls.shift();
   return polls;
 }
@@ -80,12 +84,12 @@ test("a refused import shows the note; the same file can be picked again",
 test("a Kubios file stays in Setup and its report is announced",
   with_page(async (page, server) => {
     server.replies["/import"] = { ok: true, kubios: true, beats: 312 };
-    script_polls(server, null, { status: "running", total: 1, done: 0, msg: "Working" },
-                 { status: "done", total: 1, done: 1, msg: "1 report written" });
+    script_answers(server, null, { status: "running", total: 1, done: 0, msg: "Working" },
+                   { status: "done", total: 1, done: 1, msg: "1 report written" });
     await pick_file(page, "rr.csv", "sep=,");
     await text_becomes(hint(page), "Processing Kubios RR (312 beats)…");
     await text_becomes(hint(page), "✓ 1 report written", 8000);
-    assert.equal(requests_for(server, "/batch_status").length, 4);
+    assert.equal(requests_for(server, "/batch_status").length, 3);
     assert.equal(server.streams(), 0);
     assert.ok(await page.locator("#setup").isVisible());
   }));
@@ -130,10 +134,10 @@ test("polls come every second; a failed one of a Kubios file is tried again afte
     server.replies["/import"] = { ok: true, kubios: true, beats: 9 };
     await record_waits(page);
     const answers = ["broken", { status: "running" }, { status: "done", total: 1, msg: "Ready" }];
-    for (const [start, retry_ms] of [
-      [() => pick_folder(page, "Batch process…", folder), 1000],
-      [() => pick_file(page, "rr.csv", "sep=,"), 1200]]) {
-      const polls = script_polls(server, ...answers);
+    for (const [start, script, retry_ms] of [
+      [() => pick_folder(page, "Batch process…", folder), script_polls, 1000],
+      [() => pick_file(page, "rr.csv", "sep=,"), script_answers, 1200]]) {
+      const polls = script(server, ...answers);
       await page.evaluate(() => { window.waits = []; });
       await start();
       await eventually(() => assert.equal(polls.length, 0));
