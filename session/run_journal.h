@@ -24,9 +24,9 @@ inline constexpr const char* k_journal_suffix = ".journal";
 class RunJournal {
  public:
   // Makes the file, locked and readable by the user alone, and begins to append what the session's
-  // live run with this number receives: twice a second, brought to the disk every eight and a half. When
-  // anything of that fails, now or later, the journal ends with one line in the sensor log and on
-  // standard error, and the run goes on.
+  // live run with this number receives: twice a second, brought to the disk every eight and a half.
+  // When anything of that fails, now or later, the journal ends with one line in the sensor log and
+  // on standard error, and the run goes on.
   RunJournal(Engine& engine, std::uint64_t run_number);
   // Finishes; the file stays for the next start of the program.
   ~RunJournal();
