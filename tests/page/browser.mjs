@@ -3,7 +3,8 @@
 import assert from "node:assert/strict";
 import { chromium } from "playwright-core";
 
-const CHROMIUM = process.env.TVN_CHROMIUM || "/usr/bin/chromium";
+const CHROMIUM = process.env.TVN_CHROMIUM || (process.platform === "darwin"
+  ? "/Applications/Google Chrome.app/Contents/MacOS/Google Chrome" : "/usr/bin/chromium");
 const ARGUMENTS = [
   "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
   "--disable-background-networking", "--disable-component-update", "--disable-sync",

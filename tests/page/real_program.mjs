@@ -1,4 +1,4 @@
-// The real executable with a data folder of its own, and an xdg-open that does nothing, so that no
+// The real executable with a data folder of its own, and an opener that does nothing, so that no
 // browser window opens beside the one of the test.
 
 import { spawn } from "node:child_process";
@@ -14,8 +14,10 @@ export async function start_program(executable, first_port, environment = {}) {
   const folder = mkdtempSync(join(tmpdir(), "tvn-program-"));
   const tools = join(folder, "bin");
   mkdirSync(tools);
-  writeFileSync(join(tools, "xdg-open"), "#!/bin/sh\nexit 0\n");
-  chmodSync(join(tools, "xdg-open"), 0o755);
+  for (const opener of ["xdg-open", "open"]) {
+    writeFileSync(join(tools, opener), "#!/bin/sh\nexit 0\n");
+    chmodSync(join(tools, opener), 0o755);
+  }
   const env = { ...process.env, HOME: folder, TVN_DATA: join(folder, "data"),
                 PATH: tools + ":" + process.env.PATH, ...environment };
   delete env.TVN_BASE;
