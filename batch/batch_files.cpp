@@ -8,19 +8,12 @@
 #include <utility>
 
 #include "base/names.h"
+#include "base/text_lines.h"
 
 namespace tvn {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string lower_case(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
 
 // Folder by folder, each on its own: a folder that vanishes or may not be read ends only itself,
 // where the standard library's recursive walk would end as a whole.

@@ -37,8 +37,8 @@ struct Beats {
   std::vector<Marker> markers;
 };
 
-std::optional<Beats> leave_out(const std::string& path) {
-  std::fprintf(stderr, "Left out of the batch, as it is longer than 48 h: %s\n", path.c_str());
+std::optional<Beats> leave_out(const std::string& path, const char* why = "longer than 48 h") {
+  std::fprintf(stderr, "Left out of the batch, as it is %s: %s\n", why, path.c_str());
   return std::nullopt;
 }
 
@@ -72,7 +72,7 @@ std::optional<Beats> ecg_beats(const std::string& path, std::string content) {
 std::optional<Beats> read_beats(const std::string& path) {
   std::error_code unreadable;
   const std::uintmax_t size = std::filesystem::file_size(path, unreadable);
-  if (!unreadable && size > k_largest_file) return leave_out(path);
+  if (!unreadable && size > k_largest_file) return leave_out(path, "larger than 1 GB");
   std::string content;
   if (!read_file(path, content)) return std::nullopt;
   if (looks_like_kubios(content)) return kubios_beats(path, parse_kubios_rr(content));

@@ -1,7 +1,7 @@
 #include "recording/raw_ecg.h"
 
 #include "base/decimal.h"
-#include "recording/text_lines.h"
+#include "base/text_lines.h"
 
 namespace tvn {
 namespace {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/decimal.h"
-#include "recording/text_lines.h"
+#include "base/text_lines.h"
 
 namespace tvn {
 namespace {
@@ -47,10 +47,7 @@ bool skip_to_rr_section(std::string_view& rest) {
 }  // namespace
 
 bool looks_like_kubios(std::string_view text) {
-  std::string head(text.substr(0, k_kubios_head_bytes));
-  for (char& c : head) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  const std::string head = lower_case(text.substr(0, k_kubios_head_bytes));
   const auto holds = [&head](std::string_view part) {
     return head.find(part) != std::string::npos;
   };

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/files.h"
+#include "base/text_lines.h"
 
 namespace tvn {
 namespace {
@@ -80,9 +81,7 @@ std::vector<Marker> read_markers(const std::string& path) {
   std::vector<Marker> markers;
   std::string_view rest = content;
   while (!rest.empty()) {
-    const std::size_t line_end = std::min(rest.find('\n'), rest.size());
-    if (const auto marker = parse_marker(rest.substr(0, line_end))) markers.push_back(*marker);
-    rest.remove_prefix(std::min(line_end + 1, rest.size()));
+    if (const auto marker = parse_marker(take_line(rest))) markers.push_back(*marker);
   }
   return markers;
 }

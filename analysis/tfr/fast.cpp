@@ -60,8 +60,8 @@ class PictureMaker {
   void respond(double freq, double n_cycles) {
     shape_ = morlet_shape(fs_, freq, n_cycles);
     passed_.clear();
+    const std::size_t beside = k_tfr_kernel_points / 2 * signal_.step;
     for (std::size_t j = 0; j < signal_.jumps.size(); ++j) {
-      const std::size_t beside = k_tfr_kernel_points / 2 * signal_.step;
       if (wavelet_end_passes(shape_, signal_.jumps[j].jump, signal_.n_signal, beside)) {
         passed_.push_back(j);
       }

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "base/text_lines.h"
+
 namespace tvn {
 namespace {
 
@@ -15,18 +17,13 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(k_blanks) - first + 1);
 }
 
-bool equals_in_any_case(std::string_view text, std::string_view lower) {
-  return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](char a, char b) {
-    return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
-  });
-}
-
 // This server by any of its names, after `before`: "http://" or nothing.
 bool names_this_server(std::string_view text, std::string_view before, int port) {
+  const std::string lower = lower_case(text);
   for (const char* host : {"127.0.0.1", "localhost", "[::1]"}) {
     const std::string name = std::string(before) + host;
-    if (equals_in_any_case(text, name + ":" + std::to_string(port))) return true;
-    if (port == 80 && equals_in_any_case(text, name)) return true;
+    if (lower == name + ":" + std::to_string(port)) return true;
+    if (port == 80 && lower == name) return true;
   }
   return false;
 }
@@ -41,7 +38,7 @@ bool is_plain_method(std::string_view line) {
 std::optional<std::string_view> value_of(std::string_view line, std::string_view lower_name) {
   const std::size_t colon = std::min(line.find(':'), line.size());
   const std::string_view name = line.substr(0, colon);
-  if (!equals_in_any_case(trimmed(name), lower_name)) return std::nullopt;
+  if (lower_case(trimmed(name)) != lower_name) return std::nullopt;
   if (colon == line.size() || name.size() != trimmed(name).size()) return "";
   return trimmed(line.substr(colon + 1));
 }
@@ -55,9 +52,7 @@ bool holds_control_bytes(std::string_view line) {
 // Takes the next line off the front, without its end, "\r\n" or "\n" alone: whoever reads lines
 // more strictly than others can be shown other headers than they are.
 std::string_view take_header_line(std::string_view& rest) {
-  const std::size_t end = std::min(rest.find('\n'), rest.size());
-  std::string_view line = rest.substr(0, end);
-  rest.remove_prefix(std::min(end + 1, rest.size()));
+  std::string_view line = take_line(rest);
   if (line.ends_with('\r')) line.remove_suffix(1);
   return line;
 }

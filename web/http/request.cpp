@@ -6,6 +6,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "base/text_lines.h"
+
 namespace tvn {
 namespace {
 
@@ -60,14 +62,6 @@ char decode_escape(char first, char second) {
       first == '+' || first == '-' || k_white_space.find(first) != std::string_view::npos;
   if (!skipped || low < 0) throw std::invalid_argument("malformed percent escape");
   return static_cast<char>(first == '-' ? -low : low);
-}
-
-std::string lower_case(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
 }
 
 Request parse_request_line(std::string_view buffer) {
