@@ -5,10 +5,15 @@
 // A minute of snapshots comes over the stream, twenty a second, with charts as full as the program
 // makes them, while the browser traces its main thread: once with numbers that change every second,
 // once as a replay at 8x sends them, where elapsed time and slider move every time. Then an hour of
-// them is fed as fast as the page takes them, and the heap is read after a garbage collection.
+// them is fed as fast as the page takes them, and the heap is read after a garbage collection. On
+// Linux WebKitGTK, without a graphics card, then shows a countdown and both of these for 20 s each.
 // ./bench page does all of it. TVN_BENCH_SECONDS and TVN_BENCH_MINUTES shorten the parts.
 
+import { readdirSync, readFileSync } from "node:fs";
+
 import { launch_browser, open_page } from "../tests/page/browser.mjs";
+import { make_engine_page } from "../tests/page/engine_page.mjs";
+import { open_webkit } from "../tests/page/engines.mjs";
 import { start_replay } from "../tests/page/fixture.mjs";
 import { start_scripted_server } from "../tests/page/scripted_server.mjs";
 import { session_at } from "../tests/page/signals.mjs";
@@ -16,6 +21,7 @@ import { session_at } from "../tests/page/signals.mjs";
 const SECONDS = Number(process.env.TVN_BENCH_SECONDS || 60);
 const MINUTES = Math.max(2, Number(process.env.TVN_BENCH_MINUTES || 60));
 const SNAPSHOT_MS = 50;
+const WEBKIT_SECONDS = 20;
 const REPLAY_SPEED = 8;
 // The program thins its series out to between 600 and this many points.
 const MOST_POINTS = 1199;
@@ -47,6 +53,10 @@ function time_per_snapshot(tasks) {
   return slots.filter((ms) => ms > 0).sort((a, b) => a - b);
 }
 
+function countdown_snapshot(n) {
+  return session_at(8 + n * SNAPSHOT_MS / 1000);
+}
+
 // The n-th snapshot of a minute. The series change once a second, as an analysis pass comes then,
 // the ECG always.
 function calm_snapshot(n) {
@@ -63,6 +73,15 @@ function replay_snapshot(n) {
   return { ...analysed, ecg, cycles_done, frac: frac % 1, elapsed: Math.round(elapsed * 100) / 100 };
 }
 
+async function push_for(seconds, server, snapshot_at) {
+  const begin = performance.now();
+  for (let n = 0; n < seconds * 1000 / SNAPSHOT_MS; ++n) {
+    server.push(snapshot_at(n));
+    const wait = begin + (n + 1) * SNAPSHOT_MS - performance.now();
+    if (wait > 0) await new Promise((next) => setTimeout(next, wait));
+  }
+}
+
 // A minute in real time.
 async function real_time(browser, page, server, snapshot_at) {
   await page.waitForTimeout(1000);  // what follows the click on Start closely is not counted
@@ -75,12 +94,7 @@ async function real_time(browser, page, server, snapshot_at) {
     observer.observe({ type: "layout-shift" });
   });
   await browser.startTracing(page, { categories: ["toplevel"] });
-  const begin = performance.now();
-  for (let n = 0; n < SECONDS * 1000 / SNAPSHOT_MS; ++n) {
-    server.push(snapshot_at(n));
-    const wait = begin + (n + 1) * SNAPSHOT_MS - performance.now();
-    if (wait > 0) await new Promise((next) => setTimeout(next, wait));
-  }
+  await push_for(SECONDS, server, snapshot_at);
   const tasks = main_thread_tasks(await browser.stopTracing());
   return { tasks, shifts: await page.evaluate(() => window.shifts) };
 }
@@ -114,6 +128,36 @@ async function fast_hour(page) {
   return readings;
 }
 
+// Processor time, in seconds, of what WebKit draws pages with. A tick is a hundredth of a second.
+function webkit_time_s() {
+  const stats = readdirSync("/proc").filter(Number).map((pid) => {
+    try {
+      return readFileSync(`/proc/${pid}/stat`, "utf8");
+    } catch {
+      return "";  // it has ended meanwhile
+    }
+  });
+  const ticks = stats.filter((stat) => stat.includes("(WebKitWebProces)")).map((stat) =>
+    stat.slice(stat.lastIndexOf(")")).split(" ").slice(12, 14).map(Number));
+  return ticks.flat().reduce((sum, part) => sum + part, 0) / 100;
+}
+
+async function share_in_webkit(server) {
+  const window = await open_webkit();
+  await window.resize(1280, 720);
+  await window.go(server.address);
+  await start_replay(make_engine_page(window), server);
+  const shares = [];
+  for (const snapshot_at of [countdown_snapshot, calm_snapshot, replay_snapshot]) {
+    await push_for(4, server, snapshot_at);  // its compilers have seen it then
+    const before_s = webkit_time_s();
+    await push_for(WEBKIT_SECONDS, server, snapshot_at);
+    shares.push(((webkit_time_s() - before_s) / WEBKIT_SECONDS * 100).toFixed(0) + " %");
+  }
+  await window.end();
+  return shares;
+}
+
 const server = await start_scripted_server(process.env.TVN_PAGE);
 const browser = await launch_browser();
 const page = await open_page(browser, server.address, { deviceScaleFactor: 2 });
@@ -138,6 +182,13 @@ rows.push(
   [`heap after ${MINUTES / 10} and ${MINUTES} min`,
    `${early.kb.toFixed(0)} and ${late.kb.toFixed(0)} KB`, "no growth"],
   ["document nodes then", `${early.nodes} and ${late.nodes}`, "no growth"]);
+await page.context().close();
+if (process.platform === "linux") {
+  const [countdown, calm, replay] = await share_in_webkit(server);
+  rows.push(["WebKitGTK, share of a core: countdown", countdown, "below 50 %"],
+            ["WebKitGTK, later", calm, "below 50 %"],
+            [`WebKitGTK, replay at ${REPLAY_SPEED}x`, replay, "below 50 %"]);
+}
 for (const [what, found, limit] of rows) {
   console.log(what.padEnd(42) + found.padEnd(22) + limit);
 }

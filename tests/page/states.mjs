@@ -117,7 +117,10 @@ export const STATES = {
     const silent = session_at(0, { ...LIVE, bt_status: "Bluetooth is turned off.", ecg: [],
                                    hr_series: [], tvn_series: [] });
     await shown(page, s, silent);
-    await page.evaluate(() => { moved.at -= 20; });
+    await page.evaluate(() => {
+      const now = performance.now.bind(performance);
+      performance.now = () => now() + 20_000;
+    });
     await shown(page, s, silent);
   }],
   restarted: [() => {}, async (page, s) => {

@@ -12,14 +12,14 @@ let reward = {};
 
 function reset_coupling() {
   clearTimeout(countdown.hide_timer);
-  countdown = { announced: 0, done: false };
+  countdown = {};
   reset_reward();
-  show_countdown(false, 0, "");
+  show_countdown("");
 }
 
-function show_countdown(shown, share, text) {
-  $("countdown").classList.toggle("shown", shown);
-  $("countdown-bar").value = share;
+// No text hides it. Its bar fills as frames are drawn.
+function show_countdown(text) {
+  $("countdown").classList.toggle("shown", text);
   set_text("countdown-text", text);
 }
 
@@ -29,14 +29,14 @@ function follow_countdown({ elapsed, cycle_seconds, running }) {
     const seconds = Math.ceil(needed - elapsed);
     clearTimeout(countdown.hide_timer);
     countdown.done = false;
-    show_countdown(true, elapsed / needed, "TVN in " + seconds);
+    show_countdown("TVN in " + seconds);
     if (running && seconds <= 2 && seconds !== countdown.announced) beep(660, 0.12);
     countdown.announced = seconds;
   } else if (!countdown.done) {
     countdown.done = true;
     beep(880, 0.25);
-    show_countdown(true, 1, "TVN active");
-    countdown.hide_timer = setTimeout(show_countdown, COUNTDOWN_HIDE_MS, false, 1, "TVN active");
+    show_countdown("TVN active");
+    countdown.hide_timer = setTimeout(show_countdown, COUNTDOWN_HIDE_MS, "");
   }
 }
 
