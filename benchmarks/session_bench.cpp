@@ -1,10 +1,13 @@
 // What the session's lock is held for, and reading a long recording.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "analysis/beats/running_beats.h"
 #include "base/json.h"
 #include "benchmarks/peak_memory.h"
 #include "recording/raw_ecg.h"
@@ -49,12 +52,43 @@ void BM_LockHeldByPassInput(benchmark::State& state) {
 }
 BENCHMARK(BM_LockHeldByPassInput)->Unit(benchmark::kMicrosecond);
 
-// Passes of the session, charts and their text included.
-void BM_SessionPass(benchmark::State& state) {
-  const EcgBuffer ecg(synthetic::make_ecg(static_cast<double>(state.range(0))));
-  for (auto _ : state) benchmark::DoNotOptimize(compute_pass(ecg.view(ecg.size()), 16.0));
+constexpr std::size_t k_rate = 130;
+
+// Passes of the session, charts and their text included, a second of ECG after the other, as a run
+// has them, over the last ten minutes of `ecg`. afresh: each as if nothing had been kept.
+void pass_by_pass(benchmark::State& state, std::vector<double> samples, bool afresh) {
+  const EcgBuffer ecg(std::move(samples));
+  const std::size_t begin = ecg.size() - 600 * k_rate;
+  RunningBeats beats(k_max_heart_rate, k_ecg_rate);
+  compute_pass(ecg.view(begin), 16.0, beats);
+  std::size_t count = begin;
+  for (auto _ : state) {
+    if (afresh) beats = RunningBeats(k_max_heart_rate, k_ecg_rate);
+    benchmark::DoNotOptimize(compute_pass(ecg.view(count), 16.0, beats));
+    count = count == ecg.size() ? begin : count + k_rate;
+  }
 }
-BENCHMARK(BM_SessionPass)->Arg(300)->Arg(3600)->Arg(28800)->Unit(benchmark::kMillisecond);
+
+// The first argument is the length in seconds.
+void BM_SessionPass(benchmark::State& state) {
+  pass_by_pass(state, synthetic::make_ecg(static_cast<double>(state.range(0)) + 600),
+               state.range(1) == 1);
+}
+BENCHMARK(BM_SessionPass)
+    ->ArgNames({"s", "afresh"})
+    ->ArgsProduct({{300, 3600, 28800}, {0, 1}})
+    ->Unit(benchmark::kMillisecond);
+
+// 8 h of a strap that gives nothing but one value after ten minutes of beats.
+void BM_SessionPassWithoutBeats(benchmark::State& state) {
+  std::vector<double> ecg = synthetic::make_ecg(28'800);
+  std::fill(ecg.begin() + 600 * k_rate, ecg.end(), static_cast<double>(state.range(0)));
+  pass_by_pass(state, std::move(ecg), state.range(1) == 1);
+}
+BENCHMARK(BM_SessionPassWithoutBeats)
+    ->ArgNames({"value", "afresh"})
+    ->ArgsProduct({{0, 2345}, {0, 1}})
+    ->Unit(benchmark::kMillisecond);
 
 // The whole job behind the page's pictures: R-peaks to PNG data URLs, on two threads. peak_mb: what
 // it adds to the process's memory.

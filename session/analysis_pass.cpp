@@ -6,7 +6,7 @@
 #include <span>
 #include <utility>
 
-#include "analysis/beats/r_peaks.h"
+#include "analysis/beats/running_beats.h"
 #include "analysis/rhythm/hr_series.h"
 #include "analysis/rhythm/tvn_series.h"
 #include "base/json.h"
@@ -66,13 +66,15 @@ std::vector<double> window_of(std::span<const double> ecg) {
 
 PassInput take_pass_input(Engine& engine) {
   const SessionLock hold(engine.lock);
-  return {recorded_ecg(engine), engine.cycle_seconds, engine.run_number, ++engine.passes_begun};
+  return {recorded_ecg(engine), engine.pass_memory, engine.cycle_seconds, engine.run_number,
+          ++engine.passes_begun};
 }
 
-std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds) {
+std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds,
+                                       RunningBeats& beats) {
   const std::span<const double> samples = ecg.samples();
   if (samples.size() < k_fewest_analysed_samples) return std::nullopt;
-  const std::vector<double> rr = detect_rr_intervals(samples, k_max_heart_rate, k_ecg_rate);
+  const std::vector<double> rr = beats.rr_intervals(samples);
   if (rr.empty()) return std::nullopt;
   const std::vector<double> hr = build_hr_series(samples, rr, k_ecg_rate);
   const auto n_samples = truncate_to<std::int32_t>(static_cast<double>(samples.size()));
@@ -110,9 +112,12 @@ bool publish_pass(Engine& engine, const PassInput& input, PassResult result) {
 void analyse_once(Engine& engine) noexcept {
   try {
     const PassInput input = take_pass_input(engine);
-    if (auto result = compute_pass(input.ecg, input.cycle_seconds)) {
-      publish_pass(engine, input, std::move(*result));
+    std::optional<PassResult> result;
+    {
+      const MutexLock in_use(input.memory->in_use);
+      result = compute_pass(input.ecg, input.cycle_seconds, input.memory->beats);
     }
+    if (result) publish_pass(engine, input, std::move(*result));
   } catch (...) {
     // The next pass, a second later, tries again; earlier results stay until then.
   }

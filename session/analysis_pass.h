@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@ namespace tvn {
 // What a pass works on. The view shares the run's samples, so taking it copies none.
 struct PassInput {
   EcgView ecg;
+  std::shared_ptr<PassMemory> memory;  // of the run
   double cycle_seconds;
   std::uint64_t run_number;
   std::uint64_t pass_number;  // passes count up, so that a late one can be told from a later one
@@ -34,8 +36,11 @@ struct PassResult {
 PassInput take_pass_input(Engine& engine);
 
 // None when there are fewer than 390 samples (3 s) or no beat is found: earlier results then
-// stay. The chart series are thinned to 600 to 1,199 points. Linear in the recording.
-std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds);
+// stay. The chart series are thinned to 600 to 1,199 points. beats: those of the recording so far
+// (analysis/beats/running_beats.h). Cost: linear in the recording at some 350 ns a second of it,
+// and what `beats` costs.
+std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds,
+                                       RunningBeats& beats);
 
 // Puts the result into the session, unless its run is over and another began, or a pass begun
 // later has already published. Returns whether it did.

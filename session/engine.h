@@ -6,6 +6,7 @@
 // the two that start-up sets. `run_control` makes each start and each stop one whole; it is taken
 // before `lock`, never while holding it, and never by a callback of the sensor link.
 // Lock order: run_control, then the sensor's callback slot or the journal's mutex, then lock.
+// A pass holds its PassMemory and no other lock meanwhile.
 #pragma once
 
 #include <atomic>
@@ -19,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+#include "analysis/beats/running_beats.h"
 #include "base/mutex.h"
 #include "sensor/sensor_driver.h"
 #include "session/ecg_buffer.h"
@@ -50,6 +52,12 @@ struct SeriesPoint {
   double x;      // seconds from the start of the analysed ECG
   double y;      // the value
   bool is_null;  // y has no value
+};
+
+// What an analysis pass leaves to the next one of its run.
+struct PassMemory {
+  Mutex in_use;
+  RunningBeats beats TVN_GUARDED_BY(in_use){k_max_heart_rate, k_ecg_rate};
 };
 
 class RunJournal;
@@ -101,6 +109,7 @@ struct Engine {
   // second by the snapshots.
   std::string hr_series_json TVN_GUARDED_BY(lock) = "[]";
   std::string tvn_series_json TVN_GUARDED_BY(lock) = "[]";
+  std::shared_ptr<PassMemory> pass_memory TVN_GUARDED_BY(lock) = std::make_shared<PassMemory>();
   // A pass may outlive its run, or end after a later pass: it publishes only while its run is the
   // current one and no later pass has published.
   std::uint64_t run_number TVN_GUARDED_BY(lock) = 0;

@@ -1,5 +1,6 @@
 #include "analysis/beats/filter_stretches.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -163,6 +164,14 @@ constexpr bool k_has_4_lanes = false;
 #endif
 
 }  // namespace
+
+bool same_bits(const CascadeState& a, const CascadeState& b) {
+  const auto same = [](const SectionStates& x, const SectionStates& y) {
+    return std::equal(x.begin(), x.end(), y.begin(),
+                      [](double one, double other) { return same_bits(one, other); });
+  };
+  return same(a.n1, b.n1) && same(a.n2, b.n2);
+}
 
 void run_serial(const double* in, double* out, std::size_t count, Direction direction,
                 CascadeState& state) {

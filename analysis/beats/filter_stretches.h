@@ -13,6 +13,9 @@ struct CascadeState {
   SectionStates n1{}, n2{};
 };
 
+// Whether the two are the same to the last bit: from there on they give the same results.
+bool same_bits(const CascadeState& a, const CascadeState& b);
+
 // Which end of the signal a pass starts from.
 enum class Direction { forward, backward };
 

@@ -1,5 +1,6 @@
 #include "analysis/beats/peak_distance.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -27,14 +28,21 @@ class Suppression {
   Suppression(std::span<const int32_t> positions, std::span<const double> heights, int64_t distance)
       : positions_(positions), heights_(heights), distance_(distance) {}
 
-  std::vector<int32_t> run() {
+  GrowingSuppression run(int64_t complete_to) {
+    GrowingSuppression found{};
     for (std::size_t start = 0; start < positions_.size();) {
       const std::size_t end = climb(start);
+      const int64_t looked_to = positions_[tops_.back()] + distance_;
       descend(start);
       // The climb stopped at the first peak that its last top does not reach: undecided again.
       start = end;
+      if (looked_to <= complete_to) {
+        found.decided_kept = result_.size();
+        found.decided_peaks = end;
+      }
     }
-    return std::move(result_);
+    found.kept = std::move(result_);
+    return found;
   }
 
  private:
@@ -94,11 +102,21 @@ class Suppression {
 
 std::vector<int32_t> suppress_close_peaks(std::span<const int32_t> positions,
                                           std::span<const double> heights, double min_distance) {
+  return suppress_growing_peaks(positions, heights, min_distance, 0).kept;
+}
+
+GrowingSuppression suppress_growing_peaks(std::span<const int32_t> positions,
+                                          std::span<const double> heights, double min_distance,
+                                          int64_t complete_to) {
   // Positions are 32-bit: a distance of 2^32 covers any recording.
   constexpr double k_beyond_all = 4294967296.0;
-  if (!(min_distance > 1)) return {positions.begin(), positions.end()};
+  if (!(min_distance > 1)) {
+    const auto decided = static_cast<std::size_t>(
+        std::lower_bound(positions.begin(), positions.end(), complete_to) - positions.begin());
+    return {{positions.begin(), positions.end()}, decided, decided};
+  }
   const auto distance = static_cast<int64_t>(std::ceil(std::fmin(min_distance, k_beyond_all)));
-  return Suppression(positions, heights, distance).run();
+  return Suppression(positions, heights, distance).run(complete_to);
 }
 
 }  // namespace tvn

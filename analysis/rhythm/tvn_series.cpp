@@ -128,12 +128,13 @@ class Windows {
       if (k > from && k >= length_) values[k] = value_of_window(from, k, start, prefix);
       prefix = prefix + point(k);
       if (k > 0 && curve_[k] != curve_[k - 1]) constant_from_ = k;
+      if (!std::isnan(curve_[k])) present_to_ = k + 1;
     }
   }
 
   // The window [from, to), whose points from `start` on are summed in `prefix`.
   double value_of_window(std::size_t from, std::size_t to, std::size_t start, const Sums& prefix) {
-    if (constant_from_ <= from) return k_nan;
+    if (constant_from_ <= from || present_to_ <= from) return k_nan;
     const Sums sums = suffixes_[start - from] + prefix;
     const auto n = static_cast<double>(to - from);
     const double part = 1 / n;
@@ -201,6 +202,7 @@ class Windows {
   std::vector<Sums> suffixes_;  // [j]: sums over the last j points before the block
   double centre_ = 0;
   std::size_t constant_from_ = 0;  // the curve does not change from this point on
+  std::size_t present_to_ = 0;     // no interval from this point on
 };
 
 // The window's length in points, limited to `points`; 0 when it is not a positive number.

@@ -18,22 +18,23 @@ class AnalysisPassTest : public SessionTest {
     engine_.replay_len = engine_.replay_pos = static_cast<std::int64_t>(samples.size());
     engine_.replay_ecg = EcgBuffer(std::move(samples));
   }
-  static EcgView view(std::vector<double> samples) {
+  static std::optional<PassResult> pass_over(std::vector<double> samples, double cycle_seconds) {
     const std::size_t count = samples.size();
-    return EcgBuffer(std::move(samples)).view(count);
+    RunningBeats beats(k_max_heart_rate, k_ecg_rate);
+    return compute_pass(EcgBuffer(std::move(samples)).view(count), cycle_seconds, beats);
   }
 };
 
 TEST_F(AnalysisPassTest, NeedsThreeSecondsAndABeat) {
   const std::vector<double> ecg = make_ecg(10.0);
-  EXPECT_FALSE(compute_pass(view({ecg.begin(), ecg.begin() + 389}), 16.0));
-  EXPECT_TRUE(compute_pass(view({ecg.begin(), ecg.begin() + 390}), 16.0));
-  EXPECT_FALSE(compute_pass(view(std::vector<double>(3900, 0.0)), 16.0));
+  EXPECT_FALSE(pass_over({ecg.begin(), ecg.begin() + 389}, 16.0));
+  EXPECT_TRUE(pass_over({ecg.begin(), ecg.begin() + 390}, 16.0));
+  EXPECT_FALSE(pass_over(std::vector<double>(3900, 0.0), 16.0));
 }
 
 TEST_F(AnalysisPassTest, ThinsTheChartsTo600To1199Points) {
   for (const double seconds : {60.0, 119.0, 121.0, 300.0}) {
-    const auto result = compute_pass(view(make_ecg(seconds)), 10.0);
+    const auto result = pass_over(make_ecg(seconds), 10.0);
     ASSERT_TRUE(result);
     const auto grid = static_cast<std::size_t>(seconds * 10.0);
     const std::size_t step = grid >= 1200 ? grid / 600 : 1;
@@ -50,7 +51,7 @@ TEST_F(AnalysisPassTest, ThinsTheChartsTo600To1199Points) {
 }
 
 TEST_F(AnalysisPassTest, WritesTheSeriesAsTheyStandInASnapshot) {
-  const auto result = compute_pass(view(make_ecg(25.0)), 10.0);
+  const auto result = pass_over(make_ecg(25.0), 10.0);
   ASSERT_TRUE(result);
   EXPECT_TRUE(result->tvn_series_json.starts_with(
       R"([{"x":0,"y":null},{"x":0.1,"y":null},{"x":0.2,"y":null},)"));
