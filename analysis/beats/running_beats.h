@@ -29,6 +29,10 @@ class RunningBeats {
   // 200 bytes for each second.
   std::vector<double> rr_intervals(std::span<const double> ecg);
 
+  // How many of the last filtered samples are kept: no more, as the recording grows, than peaks and
+  // prominences near the end need.
+  std::size_t samples_kept() const { return filter_.samples().size(); }
+
  private:
   // The maxima of the filtered signal, or of its negation.
   struct Polarity {

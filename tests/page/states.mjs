@@ -12,8 +12,11 @@ const EXPORT = { folder: "Anna_on5_off11_M40_20260412-101500", files: [
 // Pushes a snapshot, after a start when there was none, and lets the page draw it.
 async function shown(page, server, snapshot) {
   if (server.streams() === 0) await start_replay(page, server);
-  server.push(snapshot);
-  await page.waitForTimeout(300);
+  // WebKitGTK does not draw every one.
+  for (const wait_ms of [150, 300]) {
+    server.push(snapshot);
+    await page.waitForTimeout(wait_ms);
+  }
 }
 
 const LIVE = { mode: "live", bt_status: "Streaming ECG…", source_label: "Live — Polar H10",

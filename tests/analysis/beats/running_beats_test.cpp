@@ -98,8 +98,9 @@ std::size_t piece(synthetic::Noise& noise, double longest) {
   return static_cast<std::size_t>(std::exp(noise.uniform() * std::log(longest)));
 }
 
-void expect_same(RunningBeats& beats, std::span<const double> ecg) {
-  ASSERT_EQ(bits(beats.rr_intervals(ecg)), bits(detect_rr_intervals(ecg, k_max_bpm, k_fs)))
+void expect_same(RunningBeats& beats, std::span<const double> ecg, int32_t max_bpm = k_max_bpm,
+                 double fs = k_fs) {
+  ASSERT_EQ(bits(beats.rr_intervals(ecg)), bits(detect_rr_intervals(ecg, max_bpm, fs)))
       << ecg.size() << " samples";
 }
 
@@ -157,6 +158,22 @@ TEST(RunningBeats, AShorterRecordingStartsOver) {
   }
 }
 
+// Distances between peaks below and far above the reach of prominences, or without a limit.
+TEST(RunningBeats, OtherHeartRatesAndSampleRates) {
+  const std::vector<double> ecg = recording(kinds()[2], 150, 5);
+  for (const int32_t max_bpm : {2000, 900, 40, 1, 0, -60}) {
+    for (const double fs : {130.0, 250.0, 1000.0}) {
+      SCOPED_TRACE(std::to_string(max_bpm) + " per minute at " + std::to_string(fs));
+      RunningBeats beats(max_bpm, fs);
+      synthetic::Noise noise(11);
+      for (std::size_t n = 8000; n < ecg.size();) {
+        n = std::min(ecg.size(), n + piece(noise, 600));
+        ASSERT_NO_FATAL_FAILURE(expect_same(beats, std::span(ecg).first(n), max_bpm, fs));
+      }
+    }
+  }
+}
+
 // That the quick way is taken at all: on usual recordings the filter settles.
 TEST(RunningFilter, KeepsNothingButTheEndOfAUsualRecording) {
   const std::vector<double> ecg = synthetic::make_ecg(300);
@@ -166,6 +183,16 @@ TEST(RunningFilter, KeepsNothingButTheEndOfAUsualRecording) {
     filter.forget_before(filter.settled());
   }
   EXPECT_GT(filter.from(), ecg.size() - 2200);
+}
+
+TEST(RunningBeats, KeepsNothingButTheEndOfAUsualRecording) {
+  const std::vector<double> ecg = synthetic::make_ecg(300);
+  RunningBeats beats(k_max_bpm, k_fs);
+  for (std::size_t n = 100 * 130; n <= ecg.size(); n += 130) {
+    beats.rr_intervals(std::span(ecg).first(n));
+    ASSERT_GT(beats.samples_kept(), 0u) << n;
+    ASSERT_LT(beats.samples_kept(), 2400u) << n;
+  }
 }
 
 }  // namespace
