@@ -14,7 +14,7 @@ target_link_libraries(tvn_sensor PUBLIC tvn_base)
 
 if(APPLE)
   target_link_libraries(tvn_sensor PUBLIC "-framework CoreBluetooth" "-framework Foundation")
-else()
+elseif(NOT CMAKE_CROSSCOMPILING)  # of another processor there is no libsystemd at hand
   find_package(PkgConfig REQUIRED)
   pkg_check_modules(LIBSYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
   target_link_libraries(tvn_sensor PRIVATE PkgConfig::LIBSYSTEMD)

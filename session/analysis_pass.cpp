@@ -93,6 +93,8 @@ std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds,
 }
 
 bool publish_pass(Engine& engine, const PassInput& input, PassResult result) {
+  SharedText hr_series_json(std::move(result.hr_series_json));
+  SharedText tvn_series_json(std::move(result.tvn_series_json));
   const SessionLock hold(engine.lock);
   const bool current = input.run_number == engine.run_number;
   if (!current || input.pass_number <= engine.pass_published) return false;
@@ -100,11 +102,11 @@ bool publish_pass(Engine& engine, const PassInput& input, PassResult result) {
   engine.hr = result.hr;
   engine.tvn = result.tvn;
   engine.rr_count = result.rr_count;
-  // Swapped, so that the old series are freed after the lock is released.
+  // Allocated before, and swapped so that the old series are freed after the lock is released.
   engine.hr_series.swap(result.hr_series);
   engine.tvn_series.swap(result.tvn_series);
-  engine.hr_series_json.swap(result.hr_series_json);
-  engine.tvn_series_json.swap(result.tvn_series_json);
+  std::swap(engine.hr_series_json, hr_series_json);
+  std::swap(engine.tvn_series_json, tvn_series_json);
   engine.ecg_window.swap(result.ecg_window);
   return true;
 }

@@ -24,6 +24,7 @@
 #include "base/mutex.h"
 #include "sensor/sensor_driver.h"
 #include "session/ecg_buffer.h"
+#include "session/shared_text.h"
 
 namespace tvn {
 
@@ -106,9 +107,9 @@ struct Engine {
   std::vector<SeriesPoint> tvn_series TVN_GUARDED_BY(lock);
   std::vector<double> ecg_window TVN_GUARDED_BY(lock);
   // The two series as they stand in a snapshot: made once by the pass instead of twenty times a
-  // second by the snapshots.
-  std::string hr_series_json TVN_GUARDED_BY(lock) = "[]";
-  std::string tvn_series_json TVN_GUARDED_BY(lock) = "[]";
+  // second by the snapshots. Empty before the first pass.
+  SharedText hr_series_json TVN_GUARDED_BY(lock);
+  SharedText tvn_series_json TVN_GUARDED_BY(lock);
   std::shared_ptr<PassMemory> pass_memory TVN_GUARDED_BY(lock) = std::make_shared<PassMemory>();
   // A pass may outlive its run, or end after a later pass: it publishes only while its run is the
   // current one and no later pass has published.
@@ -129,8 +130,8 @@ struct Engine {
   std::string export_status TVN_GUARDED_BY(lock) = "idle";
   std::string export_result TVN_GUARDED_BY(lock);  // a JSON value, or empty
   std::string export_error TVN_GUARDED_BY(lock);
-  std::string tfr_image_high_time TVN_GUARDED_BY(lock);       // PNG data URL
-  std::string tfr_image_high_frequency TVN_GUARDED_BY(lock);  // PNG data URL
+  SharedText tfr_image_high_time TVN_GUARDED_BY(lock);       // PNG data URL
+  SharedText tfr_image_high_frequency TVN_GUARDED_BY(lock);  // PNG data URL
   std::vector<double> tfr_cycle_log_power TVN_GUARDED_BY(lock);
   bool tfr_ready TVN_GUARDED_BY(lock) = false;
   std::atomic<bool> batch_running{false};

@@ -12,10 +12,12 @@
 namespace tvn {
 namespace {
 
-constexpr std::int64_t k_excerpt_samples = 780;  // 6 s
+constexpr std::size_t k_excerpt_samples = 780;   // 6 s
 constexpr std::int64_t k_live_lag_samples = 52;  // 0.4 s
-// More than a snapshot with full charts takes, so that it is built without growing.
-constexpr std::size_t k_usual_bytes = 16384;
+// More than the members around the trace and the charts usually take, and the trace, so that they
+// are built without growing.
+constexpr std::size_t k_usual_bytes = 2048;
+constexpr std::size_t k_usual_trace_bytes = 8192;
 
 // Appends the members of one JSON object, in the order of the calls.
 class ObjectWriter {
@@ -71,16 +73,15 @@ std::int64_t excerpt_end(const Engine& engine) TVN_REQUIRES(engine.lock) {
   return std::clamp<std::int64_t>(truncate_to<std::int64_t>(due) - k_live_lag_samples, 0, arrived);
 }
 
-std::span<const double> ecg_excerpt(const Engine& engine) TVN_REQUIRES(engine.lock) {
-  const auto samples =
-      engine.mode == "replay" ? engine.replay_ecg.samples() : engine.live_ecg.samples();
-  const std::int64_t end = std::min(excerpt_end(engine), static_cast<std::int64_t>(samples.size()));
-  const std::int64_t start = std::max(end, k_excerpt_samples) - k_excerpt_samples;
-  if (engine.mode == "idle" || end <= start) return {};
-  return samples.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start));
+// The samples up to the last one of the trace.
+EcgView ecg_to_show(const Engine& engine) TVN_REQUIRES(engine.lock) {
+  if (engine.mode == "idle") return {};
+  const auto end = static_cast<std::size_t>(std::max<std::int64_t>(excerpt_end(engine), 0));
+  return engine.mode == "replay" ? engine.replay_ecg.view(end) : engine.live_ecg.view(end);
 }
 
-void append_ecg(std::string& out, std::span<const double> excerpt) {
+void append_ecg(std::string& out, const EcgView& ecg) {
+  const auto excerpt = ecg.samples().last(std::min(ecg.size(), k_excerpt_samples));
   out += '[';
   for (std::size_t i = 0; i < excerpt.size(); ++i) {
     if (i > 0) out += ',';
@@ -120,9 +121,6 @@ void append_results(ObjectWriter& object, const Engine& engine) TVN_REQUIRES(eng
   object.number("hr", round_to(engine.hr, 10.0));
   object.number("tvn", round_to(engine.tvn, 1000.0));
   object.integer("rr_count", engine.rr_count);
-  append_ecg(object.begin("ecg"), ecg_excerpt(engine));
-  object.raw("hr_series", engine.hr_series_json);
-  object.raw("tvn_series", engine.tvn_series_json);
 }
 
 void append_settings(ObjectWriter& object, const Engine& engine) TVN_REQUIRES(engine.lock) {
@@ -147,18 +145,54 @@ void append_jobs(ObjectWriter& object, const Engine& engine) TVN_REQUIRES(engine
   object.text("app_version", APP_VERSION);
 }
 
+// A snapshot as it is taken: what is short as text, what is long by reference. While its text is
+// made, which takes a hundred times as long, nobody has to wait for the lock.
+struct Snapshot {
+  std::string before, after;  // the members before and behind the trace and the charts
+  EcgView ecg;
+  SharedText hr_series, tvn_series;
+};
+
+// Before the first pass there is no text.
+std::string_view series_text(const SharedText& series) {
+  return series.get().empty() ? std::string_view("[]") : std::string_view(series.get());
+}
+
+void take_snapshot(Engine& engine, Snapshot& snapshot) {
+  const SessionLock hold(engine.lock);
+  ObjectWriter before(snapshot.before);
+  append_run(before, engine);
+  append_results(before, engine);
+  snapshot.ecg = ecg_to_show(engine);
+  snapshot.hr_series = engine.hr_series_json;
+  snapshot.tvn_series = engine.tvn_series_json;
+  ObjectWriter after(snapshot.after);
+  append_settings(after, engine);
+  append_jobs(after, engine);
+  after.end();
+  snapshot.after.front() = ',';  // it goes on with the members of `before`
+}
+
 }  // namespace
 
 std::string status_json(Engine& engine) {
+  Snapshot snapshot;
+  snapshot.before.reserve(k_usual_bytes);
+  snapshot.after.reserve(k_usual_bytes);
+  take_snapshot(engine, snapshot);
+  const std::string_view hr = series_text(snapshot.hr_series);
+  const std::string_view tvn = series_text(snapshot.tvn_series);
   std::string out;
-  const SessionLock hold(engine.lock);
-  out.reserve(k_usual_bytes + engine.hr_series_json.size() + engine.tvn_series_json.size());
-  ObjectWriter object(out);
-  append_run(object, engine);
-  append_results(object, engine);
-  append_settings(object, engine);
-  append_jobs(object, engine);
-  object.end();
+  out.reserve(snapshot.before.size() + k_usual_trace_bytes + hr.size() + tvn.size() +
+              snapshot.after.size());
+  out += snapshot.before;
+  out += R"(,"ecg":)";
+  append_ecg(out, snapshot.ecg);
+  out += R"(,"hr_series":)";
+  out += hr;
+  out += R"(,"tvn_series":)";
+  out += tvn;
+  out += snapshot.after;
   return out;
 }
 

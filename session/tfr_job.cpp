@@ -43,10 +43,12 @@ void publish_error(Engine& engine, TfrJobInput& input) noexcept {
 }
 
 void publish_result(Engine& engine, std::uint64_t run_number, TfrJobResult result) {
+  SharedText high_time(std::move(result.image_high_time));
+  SharedText high_frequency(std::move(result.image_high_frequency));
   const SessionLock hold(engine.lock);
   if (engine.run_number != run_number) return;
-  engine.tfr_image_high_time = std::move(result.image_high_time);
-  engine.tfr_image_high_frequency = std::move(result.image_high_frequency);
+  std::swap(engine.tfr_image_high_time, high_time);
+  std::swap(engine.tfr_image_high_frequency, high_frequency);
   engine.tfr_cycle_log_power = std::move(result.cycle_log_power);
   engine.tfr_ready = true;
   engine.tfr_status = "done";

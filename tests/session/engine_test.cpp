@@ -44,7 +44,7 @@ TEST_F(EngineTest, AResetClearsResultsAndJobStatesOnly) {
   engine_.markers = {{1, 1}};
   engine_.tfr_status = engine_.export_status = "done";
   engine_.tfr_error = engine_.export_error = engine_.export_result = engine_.saved_as = "x";
-  engine_.tfr_image_high_time = engine_.tfr_image_high_frequency = "x";
+  engine_.tfr_image_high_time = engine_.tfr_image_high_frequency = SharedText("x");
   engine_.tfr_cycle_log_power = {1.0};
   engine_.tfr_ready = true;
   reset_for_run(engine_);
@@ -54,7 +54,8 @@ TEST_F(EngineTest, AResetClearsResultsAndJobStatesOnly) {
   EXPECT_TRUE(engine_.ecg_window.empty() && engine_.markers.empty());
   EXPECT_EQ(engine_.tfr_status + engine_.export_status, "idleidle");
   EXPECT_EQ(engine_.tfr_error + engine_.export_error + engine_.export_result, "");
-  EXPECT_EQ(engine_.saved_as + engine_.tfr_image_high_time + engine_.tfr_image_high_frequency, "");
+  EXPECT_EQ(engine_.saved_as, "");
+  EXPECT_EQ(engine_.tfr_image_high_time.get() + engine_.tfr_image_high_frequency.get(), "");
   EXPECT_TRUE(engine_.tfr_cycle_log_power.empty() && !engine_.tfr_ready);
   EXPECT_NEAR(static_cast<double>(engine_.run_started_at), static_cast<double>(time(nullptr)), 2.0);
   EXPECT_EQ(engine_.mode, "replay");

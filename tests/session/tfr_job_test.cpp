@@ -60,9 +60,9 @@ TEST_F(TfrJobTest, PublishesTwoPicturesAndTheLogPowerOfEachCycle) {
   EXPECT_EQ(get(&Engine::tfr_cycle_log_power).size(), 6u);  // 100 s hold 6 cycles of 16 s
   // A PNG's first bytes and its size of 1200 x 480 (320 rows stretched by 1.5) in base64.
   const std::string begin = "data:image/png;base64,iVBORw0KGgoAAAANSUhEUgAABLAAAAHg";
-  EXPECT_TRUE(get(&Engine::tfr_image_high_time).starts_with(begin));
-  EXPECT_TRUE(get(&Engine::tfr_image_high_frequency).starts_with(begin));
-  EXPECT_NE(get(&Engine::tfr_image_high_time), get(&Engine::tfr_image_high_frequency));
+  EXPECT_TRUE(get(&Engine::tfr_image_high_time).get().starts_with(begin));
+  EXPECT_TRUE(get(&Engine::tfr_image_high_frequency).get().starts_with(begin));
+  EXPECT_NE(get(&Engine::tfr_image_high_time).get(), get(&Engine::tfr_image_high_frequency).get());
 }
 
 // For each limit the job fails somewhere else: at the signal, at the spectra, at the pictures.
@@ -156,7 +156,7 @@ TEST_F(TfrJobTest, TakesOnlyTheOneLetterFForAWoman) {
     start_tfr_job(engine_);
     ASSERT_TRUE(wait_until([this] { return status() == "done"; }));
     const bool as_woman = std::string(sex) == "F";
-    EXPECT_TRUE(get(&Engine::tfr_image_high_frequency) == (as_woman ? woman : man)) << sex;
+    EXPECT_TRUE(get(&Engine::tfr_image_high_frequency).get() == (as_woman ? woman : man)) << sex;
     const SessionLock hold(engine_.lock);
     engine_.tfr_status = "idle";
   }

@@ -33,6 +33,19 @@ std::string error_member(const std::string& error) {
   return error.empty() ? "" : R"(,"error":)" + json_quote(error);
 }
 
+struct TfrState {
+  std::string status;
+  bool ready;
+  SharedText image_high_time, image_high_frequency;
+};
+
+// Half a megabyte of pictures is not copied under the lock.
+TfrState tfr_state(Engine& engine) {
+  const SessionLock hold(engine.lock);
+  return {engine.tfr_status, engine.tfr_ready, engine.tfr_image_high_time,
+          engine.tfr_image_high_frequency};
+}
+
 // The turn to show a dialog, unless somebody has it already; given back at the end.
 class DialogTurn {
  public:
@@ -64,15 +77,13 @@ Reply handle_tfr_status(const Request&, Site& site) {
 }
 
 Reply handle_tfr_images(const Request&, Site& site) {
-  Engine& engine = site.engine;
-  const SessionLock hold(engine.lock);
+  const TfrState tfr = tfr_state(site.engine);
   std::string images = "null";
-  if (engine.tfr_ready) {
-    images = R"({"tfr3":)" + json_quote(engine.tfr_image_high_time) + R"(,"tfr10":)" +
-             json_quote(engine.tfr_image_high_frequency) + "}";
+  if (tfr.ready) {
+    images = R"({"tfr3":)" + json_quote(tfr.image_high_time.get()) + R"(,"tfr10":)" +
+             json_quote(tfr.image_high_frequency.get()) + "}";
   }
-  return json_reply(R"({"status":)" + json_quote(engine.tfr_status) + R"(,"images":)" + images +
-                    "}");
+  return json_reply(R"({"status":)" + json_quote(tfr.status) + R"(,"images":)" + images + "}");
 }
 
 Reply handle_export(const Request&, Site& site) {

@@ -65,8 +65,8 @@ TEST_F(JobHandlersTest, TellWhichPictureIsWhich) {
     const SessionLock hold(engine_.lock);
     engine_.tfr_status = "done";
     engine_.tfr_ready = true;
-    engine_.tfr_image_high_time = "data:time";
-    engine_.tfr_image_high_frequency = "data:frequency";
+    engine_.tfr_image_high_time = SharedText("data:time");
+    engine_.tfr_image_high_frequency = SharedText("data:frequency");
   }
   EXPECT_EQ(body("/tfr_images"),
             R"({"status":"done","images":{"tfr3":"data:time","tfr10":"data:frequency"}})");
