@@ -71,6 +71,15 @@ std::string folder_of(const std::string& path) {
   return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
+// The file that a symbolic link at `path` leads to; `path` itself when there is none.
+std::string behind_link(const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  if (!fs::is_symlink(path, error) || !fs::is_regular_file(path, error)) return path;
+  const std::string target = fs::canonical(path, error).string();
+  return error ? path : target;
+}
+
 NewFile create_unfinished_file(const std::string& folder) {
   return create_locked_file(folder + "/" + k_unfinished_prefix, k_unfinished_suffix, 0666);
 }
@@ -81,12 +90,33 @@ std::error_code flush_by_closing(int fd) {
   return copy >= 0 && ::close(copy) != 0 ? last_error() : std::error_code();
 }
 
+// Some file systems cannot rename without replacing; between the look and the renaming another
+// program may then take the name.
+bool rename_to_free_name(const char* from, const char* to) {
+#ifdef __APPLE__
+  if (::renamex_np(from, to, RENAME_EXCL) == 0) return true;
+#else
+  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
+#endif
+  if (errno != EINVAL && errno != ENOTSUP && errno != ENOSYS) return false;
+  struct stat status {};
+  if (::lstat(to, &status) != 0) return ::rename(from, to) == 0;
+  errno = EEXIST;
+  return false;
+}
+
+bool rename_to(const std::string& from, const std::string& to, Existing existing) {
+  if (existing == Existing::kept) return rename_to_free_name(from.c_str(), to.c_str());
+  return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
 std::error_code fill_and_rename(const NewFile& file, const std::string& path,
-                                std::string_view bytes, Durability durability) {
+                                std::string_view bytes, Durability durability,
+                                Existing existing) {
   std::error_code error = write_all(file.handle.get(), bytes);
   if (!error && durability == Durability::at_once) error = sync_to_disk(file.handle.get());
   if (!error) error = flush_by_closing(file.handle.get());
-  if (!error && ::rename(file.path.c_str(), path.c_str()) != 0) error = last_error();
+  if (!error && !rename_to(file.path, path, existing)) error = last_error();
   if (error) ::unlink(file.path.c_str());
   return error;
 }
@@ -108,14 +138,17 @@ bool is_readable_file(const std::string& path) {
   return state_of(open_to_read(path).get()).has_value();
 }
 
-WriteResult write_file(const std::string& path, std::string_view bytes, Durability durability) {
-  const std::string folder = folder_of(path);
+WriteResult write_file(const std::string& path, std::string_view bytes, Durability durability,
+                       Existing existing) {
+  const std::string target = existing == Existing::replaced ? behind_link(path) : path;
+  const std::string folder = folder_of(target);
   const NewFile file = create_unfinished_file(folder);
   const std::error_code error =
-      file.error ? file.error : fill_and_rename(file, path, bytes, durability);
-  if (error) {
+      file.error ? file.error : fill_and_rename(file, target, bytes, durability, existing);
+  const bool is_taken = existing == Existing::kept && error == std::errc::file_exists;
+  if (error && !is_taken) {
     tell_write_failure(path, error);
-  } else if (durability == Durability::at_once) {
+  } else if (!error && durability == Durability::at_once) {
     sync_folder(folder);
   }
   return {error};

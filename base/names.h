@@ -19,6 +19,10 @@ inline constexpr std::size_t k_longest_file_name = 255;
 // the end of a UTF-8 character. Empty when there is no room.
 std::string fit_base_name(std::string_view base, std::size_t others);
 
+// `name` as a file name that file systems take: one that is too long is cut before its extension,
+// with "~" and a number made from the whole of it, so that two that begin alike stay two.
+std::string fit_file_name(std::string_view name);
+
 // The part of `path` after its last "/", the whole path when it has none.
 std::string_view file_name_of(std::string_view path);
 

@@ -69,6 +69,7 @@ int main(int argc, char** argv) {
       [&sensor] {
         tvn::stop(g_session);
         if (sensor != nullptr) sensor->leave();
+        tvn::write_left_runs(g_session);
         tvn::wait_for_files(g_session, k_wait_for_files);
       },
       k_longest_end);

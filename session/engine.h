@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <ctime>
 #include <limits>
+#include <list>
 #include <memory>
 #include <string>
 #include <thread>
@@ -62,6 +63,7 @@ struct PassMemory {
 };
 
 class RunJournal;
+struct LeftRun;
 
 struct Engine {
   Mutex run_control;
@@ -121,6 +123,8 @@ struct Engine {
   // How many of the run's first samples lie in a saved recording, with their markers.
   std::size_t saved_samples TVN_GUARDED_BY(lock) = 0;
   std::shared_ptr<RunJournal> journal TVN_GUARDED_BY(lock);  // of a live run; null without one
+  // Runs that ended unsaved and could not be written yet (session/recovery).
+  std::list<std::shared_ptr<LeftRun>> left_runs TVN_GUARDED_BY(lock);
   std::time_t run_started_at TVN_GUARDED_BY(lock) = 0;
 
   // State of the jobs that the page polls.

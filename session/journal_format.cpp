@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <optional>
 
@@ -112,15 +113,21 @@ bool is_torn_record(std::string_view bytes) {
   return head && bytes.size() < record_bytes(*head);
 }
 
+bool is_breath(double seconds) {
+  return std::isfinite(seconds) && seconds > 0;
+}
+
 bool take_settings(std::string_view payload, JournalContent& content) {
   if (payload.size() < 21) return false;
   Payload fields(payload);
-  RecordingSettings& settings = content.settings;
+  RecordingSettings settings;
   settings.indur = fields.real();
   settings.outdur = fields.real();
+  if (!is_breath(settings.indur) || !is_breath(settings.outdur)) return false;
   settings.age = static_cast<std::int32_t>(fields.integer<std::uint32_t>());
   settings.sex = fields.integer<std::uint8_t>() == 'F' ? "F" : "M";
   settings.base_name = sanitise_name(fields.rest());  // a name that leads nowhere else
+  content.settings = std::move(settings);
   return true;
 }
 
@@ -147,9 +154,12 @@ bool take_marker(std::string_view payload, JournalContent& content) {
 }
 
 bool take_saved(std::string_view payload, JournalContent& content) {
-  if (payload.size() != 8) return false;
-  const auto saved = Payload(payload).integer<std::uint64_t>();
-  content.saved = std::max(content.saved, static_cast<std::size_t>(saved));
+  if (payload.size() != 16) return false;
+  Payload fields(payload);
+  const auto samples = static_cast<std::size_t>(fields.integer<std::uint64_t>());
+  const auto markers = static_cast<std::size_t>(fields.integer<std::uint64_t>());
+  content.saved = std::max(content.saved, samples);
+  content.saved_markers = std::max(content.saved_markers, markers);
   return true;
 }
 
@@ -173,6 +183,7 @@ void trim(JournalContent& content) {
     return marker.sample_index < 0 || marker.sample_index > end || marker.key < 1 || marker.key > 9;
   });
   content.saved = std::min(content.saved, content.samples.size());
+  content.saved_markers = std::min(content.saved_markers, content.markers.size());
 }
 
 }  // namespace
@@ -214,9 +225,10 @@ void append_marker_record(std::string& bytes, const Marker& marker) {
   append_record(bytes, k_marker, payload);
 }
 
-void append_saved_record(std::string& bytes, std::size_t samples) {
+void append_saved_record(std::string& bytes, std::size_t samples, std::size_t markers) {
   std::string payload;
   append_integer(payload, static_cast<std::uint64_t>(samples));
+  append_integer(payload, static_cast<std::uint64_t>(markers));
   append_record(bytes, k_saved, payload);
 }
 

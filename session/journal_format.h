@@ -22,15 +22,16 @@ void append_settings_record(std::string& bytes, const RecordingSettings& setting
 // recording.
 void append_samples_records(std::string& bytes, std::size_t first, std::span<const double> samples);
 void append_marker_record(std::string& bytes, const Marker& marker);
-// The first `samples` samples lie in a recording that was saved.
-void append_saved_record(std::string& bytes, std::size_t samples);
+// The first `samples` samples and the first `markers` markers lie in a recording that was saved.
+void append_saved_record(std::string& bytes, std::size_t samples, std::size_t markers);
 
 struct JournalContent {
   RecordingSettings settings{"recording", 5.0, 11.0, "M", 40};
   std::vector<double> samples;  // microvolts
   std::vector<Marker> markers;
-  std::size_t saved = 0;  // how many of the samples a saved recording holds
-  bool damaged = false;   // there was more wrong than a torn end
+  std::size_t saved = 0;          // how many of the samples a saved recording holds
+  std::size_t saved_markers = 0;  // and how many of the markers
+  bool damaged = false;           // there was more wrong than a torn end
 };
 
 // What can be read of a journal, whatever the bytes are; never throws but for want of memory. A

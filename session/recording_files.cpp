@@ -49,10 +49,13 @@ std::vector<std::string> write_recording(const std::string& path, std::span<cons
   if (!write_file(path, ecg_text(ecg), Durability::at_once)) {
     return {std::string(file_name_of(path))};
   }
-  if (markers.empty()) return {};
-  const std::string list = markers_path(path);
-  if (write_file(list, marker_file_text(markers), Durability::at_once)) return {};
-  return {std::string(file_name_of(list))};
+  if (write_marker_list(path, markers)) return {};
+  return {std::string(file_name_of(markers_path(path)))};
+}
+
+bool write_marker_list(const std::string& path, const std::vector<Marker>& markers) {
+  if (markers.empty()) return true;
+  return !write_file(markers_path(path), marker_file_text(markers), Durability::at_once).error;
 }
 
 }  // namespace tvn

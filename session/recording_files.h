@@ -39,4 +39,7 @@ std::string ecg_text(std::span<const double> samples);
 std::vector<std::string> write_recording(const std::string& path, std::span<const double> ecg,
                                          const std::vector<Marker>& markers);
 
+// The markers' part of that: true when there are none.
+bool write_marker_list(const std::string& path, const std::vector<Marker>& markers);
+
 }  // namespace tvn

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <list>
 #include <memory>
 #include <span>
 #include <utility>
@@ -28,24 +29,27 @@ constexpr std::size_t k_fewest_to_recover = 390;  // 3 s
 // A run that its person replaces is worth less trouble than one that was torn from them.
 constexpr std::size_t k_fewest_to_rescue = 3900;  // 30 s
 
-// Another recording may have the name; the same one has it when an earlier recovery was cut short.
-bool is_free_for(const std::string& path, const std::string& text) {
+bool holds(const std::string& path, const std::string& text) {
   std::string there;
-  return !fs::exists(fs::symlink_status(path)) || (read_file(path, there) && there == text);
+  return read_file(path, there) && there == text;
 }
 
 // Writes a recording recovered from a run that ended at `when`; its name, empty when it could not
-// be written whole.
+// be written whole. Another recording may have the name, that of another program that recovers at
+// this moment, too; the same one has it when an earlier recovery was cut short.
 std::string write_recovered(const std::string& recordings, const RecordingSettings& settings,
                             std::time_t when, std::span<const double> ecg,
                             const std::vector<Marker>& markers) {
-  std::string name = recording_file_name(settings, when, k_recovered);
   const std::string text = ecg_text(ecg);
-  const std::string folder = recordings + "/";
-  while (!is_free_for(folder + name, text)) {
-    name = recording_file_name(settings, ++when, k_recovered);
+  for (;; ++when) {
+    std::string name = recording_file_name(settings, when, k_recovered);
+    const std::string path = recordings + "/" + name;
+    const WriteResult result = write_file(path, text, Durability::at_once, Existing::kept);
+    const bool is_taken = result.error == std::errc::file_exists;
+    if (is_taken && !holds(path, text)) continue;
+    const bool whole = (result || is_taken) && write_marker_list(path, markers);
+    return whole ? name : "";
   }
-  return write_recording(folder + name, ecg, markers).empty() ? name : "";
 }
 
 std::vector<std::string> journals_in(const std::string& data_dir) {
@@ -68,6 +72,12 @@ std::time_t last_written(int fd) {
   return ::fstat(fd, &status) == 0 ? status.st_mtime : std::time(nullptr);
 }
 
+bool is_worth_recovering(const JournalContent& content) {
+  if (content.samples.size() < k_fewest_to_recover) return false;
+  return content.samples.size() - content.saved >= k_fewest_to_recover ||
+         content.markers.size() > content.saved_markers;
+}
+
 // The name of the recording that came of the journal at `path`; empty when none did.
 std::string recover(const std::string& path, const std::string& recordings) {
   const FileHandle journal = lock_leftover(path);
@@ -80,7 +90,7 @@ std::string recover(const std::string& path, const std::string& recordings) {
   }
   const JournalContent content = read_journal(bytes);
   std::string name;
-  if (content.samples.size() - content.saved >= k_fewest_to_recover) {
+  if (is_worth_recovering(content)) {
     name = write_recovered(recordings, content.settings, last_written(journal.get()),
                            content.samples, content.markers);
     if (name.empty()) return "";
@@ -97,21 +107,32 @@ std::string recover(const std::string& path, const std::string& recordings) {
   return name;
 }
 
-// What leave_run needs of a live run.
-struct LeftRun {
-  std::shared_ptr<RunJournal> journal;
-  RecordingSettings settings;
-  EcgView ecg;
-  std::vector<Marker> markers;
-  std::size_t unsaved = 0;  // samples
-};
-
-LeftRun take_left_run(Engine& engine) {
+// The live run that has ended, with its journal; none when nothing of it is to be kept.
+std::shared_ptr<LeftRun> take_left_run(Engine& engine) {
+  auto run = std::make_shared<LeftRun>();
   const SessionLock hold(engine.lock);
-  if (engine.mode != "live") return {};
-  const std::size_t received = engine.live_ecg.size();
-  return {std::exchange(engine.journal, nullptr), recording_settings(engine), recorded_ecg(engine),
-          engine.markers, received - std::min(engine.saved_samples, received)};
+  if (engine.mode != "live") return nullptr;
+  run->settings = recording_settings(engine);
+  run->ecg = recorded_ecg(engine);
+  run->markers = engine.markers;
+  run->journal = std::exchange(engine.journal, nullptr);
+  run->unsaved = run->ecg.size() - std::min(engine.saved_samples, run->ecg.size());
+  return run;
+}
+
+// Whether what of `run` is to be kept is on the disk now.
+bool is_written(const Engine& engine, const LeftRun& run) noexcept {
+  try {
+    const bool written = run.unsaved < k_fewest_to_rescue ||
+                         !write_recovered(recordings_dir(engine), run.settings, run.ended,
+                                          run.ecg.samples(), run.markers)
+                              .empty();
+    if (written && run.journal) run.journal->discard();
+    return written;
+  } catch (const std::exception& failure) {  // no memory
+    std::fprintf(stderr, "Could not recover the run that ended: %s\n", failure.what());
+    return false;
+  }
 }
 
 }  // namespace
@@ -130,17 +151,29 @@ std::vector<std::string> recover_journals(const std::string& data_dir) {
 }
 
 void leave_run(Engine& engine) {
-  LeftRun run;
   try {
-    run = take_left_run(engine);
-    const bool kept = run.unsaved < k_fewest_to_rescue ||
-                      !write_recovered(recordings_dir(engine), run.settings, std::time(nullptr),
-                                       run.ecg.samples(), run.markers)
-                           .empty();
-    if (kept && run.journal) run.journal->discard();
-  } catch (const std::exception& failure) {  // the journal stays
+    if (std::shared_ptr<LeftRun> run = take_left_run(engine)) {
+      const SessionLock hold(engine.lock);
+      engine.left_runs.push_back(std::move(run));
+    }
+  } catch (const std::exception& failure) {  // no memory: the journal stays
     std::fprintf(stderr, "Could not recover the run that ended: %s\n", failure.what());
   }
+  write_left_runs(engine);
+}
+
+void write_left_runs(Engine& engine) noexcept {
+  const WritingFiles writing(engine);
+  std::list<std::shared_ptr<LeftRun>> runs;
+  {
+    const SessionLock hold(engine.lock);
+    runs.swap(engine.left_runs);
+  }
+  std::erase_if(runs, [&engine](const auto& run) { return is_written(engine, *run); });
+  if (runs.empty()) return;
+  std::fprintf(stderr, "A run that ended is in memory alone; a start or a save tries again\n");
+  const SessionLock hold(engine.lock);
+  engine.left_runs.splice(engine.left_runs.begin(), runs);
 }
 
 }  // namespace tvn

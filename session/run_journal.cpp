@@ -50,6 +50,24 @@ News take_news(Engine& engine, std::uint64_t run_number, std::size_t markers_kno
   return {true, recording_settings(engine), recorded_ecg(engine), {first, engine.markers.end()}};
 }
 
+// The disk may take seconds, in which the run must be appended all the same: on a thread of its own,
+// or when there is none to be had, by who asks for the result. None when there is no memory.
+std::future<std::error_code> begin_sync(int fd, const std::string& folder) {
+  try {
+    return std::async(std::launch::async | std::launch::deferred, [fd, folder] {
+      const std::error_code error = sync_to_disk(fd);
+      sync_folder(folder);
+      return error;
+    });
+  } catch (const std::exception&) {  // the next round tries again
+    return {};
+  }
+}
+
+bool has_ended(const std::future<std::error_code>& sync) {
+  return sync.valid() && sync.wait_for(std::chrono::seconds(0)) != std::future_status::timeout;
+}
+
 }  // namespace
 
 RunJournal::RunJournal(Engine& engine, std::uint64_t run_number)
@@ -72,13 +90,19 @@ RunJournal::~RunJournal() {
 
 void RunJournal::run() noexcept {
   const std::future<void> ending = ending_.get_future();
+  std::future<std::error_code> sync;  // at most one under way
   double last_sync = monotonic_seconds();
   while (ending.wait_for(k_between_appends) == std::future_status::timeout) {
     append_news();
-    if (monotonic_seconds() - last_sync < k_seconds_between_syncs) continue;
-    last_sync = monotonic_seconds();
-    bring_to_disk();
+    if (has_ended(sync)) note_sync(sync.get());
+    if (sync.valid() || monotonic_seconds() - last_sync < k_seconds_between_syncs) continue;
+    sync = begin_sync(descriptor(), engine_.data_dir);
+    if (sync.valid()) last_sync = monotonic_seconds();
   }
+  append_news();
+  if (sync.valid()) note_sync(sync.get());
+  note_sync(sync_to_disk(descriptor()));
+  sync_folder(engine_.data_dir);
 }
 
 void RunJournal::append_news() {
@@ -106,18 +130,14 @@ void RunJournal::append(const std::string& bytes) {
   if (const std::error_code error = write_all(file_.handle.get(), bytes)) give_up(error);
 }
 
-// Without the mutex: a slow disk must not hold up a save. The descriptor is closed by the
-// destructor only, after this thread.
-void RunJournal::bring_to_disk() {
-  int fd = -1;
-  std::string folder;
-  {
-    const MutexLock<Mutex> hold(mutex_);
-    if (gave_up_) return;
-    fd = file_.handle.get();
-  }
-  const std::error_code error = sync_to_disk(fd);
-  sync_folder(engine_.data_dir);
+// For a sync without the mutex: a slow disk must not hold up a save. The descriptor is closed by the
+// destructor only, after the thread.
+int RunJournal::descriptor() {
+  const MutexLock<Mutex> hold(mutex_);
+  return file_.handle.get();
+}
+
+void RunJournal::note_sync(const std::error_code& error) {
   const MutexLock<Mutex> hold(mutex_);
   if (error && !gave_up_) give_up(error);
 }
@@ -131,21 +151,24 @@ void RunJournal::finish() {
   if (thread_.joinable()) {
     ending_.set_value();
     thread_.join();
-    append_news();
-    bring_to_disk();
   }
   const MutexLock<Mutex> hold(mutex_);
   finished_ = true;
-  if (saved_ > 0 && saved_ >= samples_) remove_file();
+  if (is_saved()) remove_file();
 }
 
-void RunJournal::note_saved(std::size_t samples) {
+void RunJournal::note_saved(std::size_t samples, std::size_t markers) {
   const MutexLock<Mutex> hold(mutex_);
   saved_ = std::max(saved_, samples);
-  if (finished_ && saved_ >= samples_) return remove_file();
+  saved_markers_ = std::max(saved_markers_, markers);
+  if (finished_ && is_saved()) return remove_file();
   std::string bytes;
-  append_saved_record(bytes, saved_);
+  append_saved_record(bytes, saved_, saved_markers_);
   append(bytes);
+}
+
+bool RunJournal::is_saved() const {
+  return saved_ > 0 && saved_ >= samples_ && saved_markers_ >= markers_;
 }
 
 void RunJournal::discard() {

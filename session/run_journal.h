@@ -1,7 +1,8 @@
 // The journal of the live run that goes on: what has arrived is appended to a hidden file of its
 // own in the data folder, so that a crash, a closed terminal or an empty battery cost a second of a
 // session that nobody can repeat. A thread of its own does it: the strap's thread must not wait for
-// a disk, and nobody must while holding the session lock.
+// a disk, and nobody must while holding the session lock; another brings the file to the disk, so
+// that one that stalls for seconds does not hold up the appends.
 #pragma once
 
 #include <future>
@@ -36,9 +37,9 @@ class RunJournal {
   // The run has ended: appends what is missing and ends the thread. The file stays, unless a saved
   // recording holds all of it. Harmless when repeated. Not with the session lock held.
   void finish() TVN_EXCLUDES(mutex_);
-  // A recording on the disk holds the first `samples` samples with their markers; a finished
-  // journal that holds no more goes.
-  void note_saved(std::size_t samples) TVN_EXCLUDES(mutex_);
+  // A recording on the disk holds the first `samples` samples and the first `markers` markers; a
+  // finished journal that holds no more goes.
+  void note_saved(std::size_t samples, std::size_t markers) TVN_EXCLUDES(mutex_);
   // Finishes and removes the file.
   void discard() TVN_EXCLUDES(mutex_);
 
@@ -46,7 +47,9 @@ class RunJournal {
   void run() noexcept;
   void append_news() TVN_EXCLUDES(mutex_);
   void append(const std::string& bytes) TVN_REQUIRES(mutex_);
-  void bring_to_disk() TVN_EXCLUDES(mutex_);
+  int descriptor() TVN_EXCLUDES(mutex_);
+  void note_sync(const std::error_code& error) TVN_EXCLUDES(mutex_);
+  bool is_saved() const TVN_REQUIRES(mutex_);
   void give_up(const std::error_code& error) TVN_REQUIRES(mutex_);
   void remove_file() TVN_REQUIRES(mutex_);
 
@@ -60,7 +63,9 @@ class RunJournal {
   RecordingSettings settings_ TVN_GUARDED_BY(mutex_);
   std::size_t samples_ TVN_GUARDED_BY(mutex_) = 0;
   std::size_t markers_ TVN_GUARDED_BY(mutex_) = 0;
+  // What of the run a saved recording holds.
   std::size_t saved_ TVN_GUARDED_BY(mutex_) = 0;
+  std::size_t saved_markers_ TVN_GUARDED_BY(mutex_) = 0;
   std::promise<void> ending_;
   std::thread thread_;
 };

@@ -7,6 +7,7 @@
 
 #include "base/clock.h"
 #include "base/json.h"
+#include "session/recovery.h"
 #include "session/run_journal.h"
 
 namespace tvn {
@@ -26,7 +27,7 @@ void note_save(Engine& engine, const RecordingToSave& recording, bool whole) {
     engine.saved_samples = std::max(engine.saved_samples, recording.ecg.size());
     journal = engine.journal;
   }
-  if (journal) journal->note_saved(recording.ecg.size());
+  if (journal) journal->note_saved(recording.ecg.size(), recording.markers.size());
 }
 
 }  // namespace
@@ -55,6 +56,7 @@ SaveResult save_recording(Engine& engine, const RecordingToSave& recording) {
   const bool saved = failed.empty() || failed.front() != recording.file_name;
   if (!saved) return {R"({"ok":false,"error":"write failed"})", std::move(failed)};
   note_save(engine, recording, failed.empty());
+  write_left_runs(engine);  // the disk has room again
   return {R"({"ok":true,"file":)" + json_quote(recording.file_name) + R"(,"count":)" +
               std::to_string(recording.ecg.size()) + "}",
           std::move(failed)};

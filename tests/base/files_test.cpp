@@ -15,6 +15,7 @@
 
 #include "base/locked_file.h"
 #include "tests/base/faulty_read.h"
+#include "tests/faulty_sync.h"
 #include "tests/file_limit.h"
 #include "tests/temporary_folder.h"
 
@@ -174,6 +175,85 @@ TEST(WriteFile, WhatARunningProgramWritesIsNoLeftover) {
   ASSERT_TRUE(writing.handle.is_open());
   remove_unfinished_files(folder.path());
   EXPECT_TRUE(is_readable_file(writing.path));
+}
+
+#ifdef __linux__
+// What a power cut must not take is on the disk before it has its name.
+TEST(WriteFile, IsBroughtToTheDiskWholeBeforeItHasItsName) {
+  const TemporaryFolder folder;
+  const std::string bytes(100'000, 'x');
+  for (const Durability durability : {Durability::by_and_by, Durability::at_once}) {
+    std::vector<std::string> synced;
+    const FaultySync watch([&](const std::string& path) {
+      EXPECT_FALSE(std::filesystem::exists(folder / "file"));
+      EXPECT_TRUE(path.starts_with(folder / ".tvn-")) << path;
+      std::string content;
+      EXPECT_TRUE(read_file(path, content) && content == bytes);
+      synced.push_back(path);
+    });
+    EXPECT_TRUE(write_file(folder / "file", bytes, durability));
+    EXPECT_EQ(synced.size(), durability == Durability::at_once ? 1u : 0u);
+    std::filesystem::remove(folder / "file");
+  }
+}
+#endif
+
+// As the file would be written to that somebody keeps elsewhere, on another disk, say.
+TEST(WriteFile, WritesWhereALinkLeads) {
+  namespace fs = std::filesystem;
+  const TemporaryFolder folder;
+  fs::create_directory(folder / "elsewhere");
+  ASSERT_TRUE(write_file(folder / "elsewhere/file", "old"));
+  fs::create_symlink("elsewhere/file", folder / "near");
+  fs::create_symlink(folder / "near", folder / "link");
+  EXPECT_TRUE(write_file(folder / "link", "new"));
+  EXPECT_TRUE(fs::is_symlink(folder / "link"));
+  EXPECT_TRUE(fs::is_symlink(folder / "near"));
+  EXPECT_FALSE(fs::is_symlink(folder / "elsewhere/file"));
+  std::string content;
+  ASSERT_TRUE(read_file(folder / "elsewhere/file", content));
+  EXPECT_EQ(content, "new");
+  {
+    const FileLimit full(1000);
+    EXPECT_FALSE(write_file(folder / "link", std::string(2000, 'x')));
+  }
+  ASSERT_TRUE(read_file(folder / "elsewhere/file", content));
+  EXPECT_EQ(content, "new");
+  EXPECT_THAT(names_in(folder / "elsewhere"), testing::ElementsAre("file"));
+}
+
+// No file is there to be replaced.
+TEST(WriteFile, ReplacesALinkThatLeadsToNoFile) {
+  namespace fs = std::filesystem;
+  const TemporaryFolder folder;
+  for (const char* target : {"missing", ".", "link", "/dev/null"}) {
+    fs::create_symlink(target, folder / "link");
+    EXPECT_TRUE(write_file(folder / "link", "new")) << target;
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder / "link"))) << target;
+    fs::remove(folder / "link");
+  }
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST(WriteFile, KeepsWhatHasTheNameWhenToldSo) {
+  const TemporaryFolder folder;
+  const auto write = [&](const std::string& name) {
+    return write_file(folder / name, "new", Durability::at_once, Existing::kept).error;
+  };
+  ASSERT_TRUE(write_file(folder / "old", "old"));
+  std::filesystem::create_symlink("old", folder / "link");
+  std::filesystem::create_symlink("missing", folder / "broken");
+  testing::internal::CaptureStderr();
+  for (const char* name : {"old", "link", "broken"}) {
+    EXPECT_EQ(write(name), std::errc::file_exists) << name;
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(write("fresh"), std::error_code());
+  std::string content;
+  ASSERT_TRUE(read_file(folder / "old", content));
+  EXPECT_EQ(content, "old");
+  EXPECT_THAT(names_in(folder.path()),
+              testing::UnorderedElementsAre("old", "link", "broken", "fresh"));
 }
 
 TEST(TryToWrite, TellsWhetherAFolderCanBeWritten) {

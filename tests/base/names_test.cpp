@@ -43,5 +43,33 @@ TEST(FitBaseName, EndsWithAWholeCharacter) {
   EXPECT_EQ(fit_base_name(std::string(300, '\x80'), 0), "");  // no character at all
 }
 
+TEST(FitFileName, LeavesWhatFits) {
+  EXPECT_EQ(fit_file_name("a.txt"), "a.txt");
+  EXPECT_EQ(fit_file_name(std::string(255, 'n')), std::string(255, 'n'));
+  EXPECT_EQ(fit_file_name(""), "");
+}
+
+// The numbers are FNV-1a's, computed by its definition in Python.
+TEST(FitFileName, CutsBeforeTheExtensionAndTellsLongNamesApart) {
+  const std::string one = std::string(260, 'n') + "1";
+  const std::string two = std::string(260, 'n') + "2";
+  EXPECT_EQ(fit_file_name(one), std::string(235, 'n') + "~4415667204410817932");
+  EXPECT_EQ(fit_file_name(two + ".txt"), std::string(231, 'n') + "~4415670502945702565.txt");
+  EXPECT_NE(fit_file_name(one + ".txt"), fit_file_name(two + ".txt"));
+  for (const std::string& extension : {std::string(".txt"), std::string(300, '.'), "." + one}) {
+    EXPECT_LE(fit_file_name(one + extension).size(), 255u);
+    EXPECT_NE(fit_file_name(one + extension), fit_file_name(two + extension));
+  }
+  EXPECT_TRUE(fit_file_name("." + one).starts_with(".nnn"));
+}
+
+TEST(FitFileName, EndsWithAWholeCharacter) {
+  std::string dots;  // 2 bytes each
+  for (int i = 0; i < 200; ++i) dots += "\xc3\xa4";
+  const std::string name = fit_file_name(dots + ".txt");
+  const std::string cut = name.substr(0, name.find('~'));
+  EXPECT_TRUE(dots.starts_with(cut) && cut.size() % 2 == 0 && cut.size() > 220) << name;
+}
+
 }  // namespace
 }  // namespace tvn

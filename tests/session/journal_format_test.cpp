@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace tvn {
 namespace {
@@ -63,7 +64,7 @@ TEST(JournalFormat, IsLaidOutAsItsPageSays) {
 
 TEST(JournalFormat, ReadsBackWhatWasWritten) {
   Journal journal;
-  append_saved_record(journal.bytes, 130);
+  append_saved_record(journal.bytes, 130, 1);
   append_settings_record(journal.bytes, {"Eva", 4, 6, "M", -3});  // changed during the run
   const JournalContent content = read_journal(journal.bytes);
   EXPECT_FALSE(content.damaged);
@@ -73,6 +74,7 @@ TEST(JournalFormat, ReadsBackWhatWasWritten) {
   EXPECT_EQ(content.markers[1].sample_index, 390);
   EXPECT_EQ(content.markers[1].key, 6);
   EXPECT_EQ(content.saved, 130u);
+  EXPECT_EQ(content.saved_markers, 1u);
 }
 
 // Half an hour in one piece is more than a record holds.
@@ -158,7 +160,7 @@ TEST(JournalFormat, ImpossibleValuesAreNotBelieved) {
   append_marker_record(bytes, {-1, 1});
   append_marker_record(bytes, {101, 1});
   append_marker_record(bytes, {100, 9});
-  append_saved_record(bytes, std::size_t{1} << 60);
+  append_saved_record(bytes, std::size_t{1} << 60, std::size_t{1} << 60);
   const JournalContent content = read_journal(bytes);
   EXPECT_TRUE(content.damaged);
   EXPECT_EQ(content.settings.base_name, ".._.._etc_passwd");
@@ -166,6 +168,26 @@ TEST(JournalFormat, ImpossibleValuesAreNotBelieved) {
   ASSERT_EQ(content.markers.size(), 1u);
   EXPECT_EQ(content.markers[0].key, 9);
   EXPECT_EQ(content.saved, 100u);
+  EXPECT_EQ(content.saved_markers, 1u);
+}
+
+// They would stand in the name of the recording.
+TEST(JournalFormat, BreathsThatNoRunHasAreDamage) {
+  constexpr double k_not_a_number = std::numeric_limits<double>::quiet_NaN();
+  constexpr double k_endless = std::numeric_limits<double>::infinity();
+  for (const double breath : {k_not_a_number, k_endless, -k_endless, 0.0, -5.0}) {
+    for (const bool inward : {true, false}) {
+      std::string bytes = journal_head();
+      append_settings_record(bytes, {"Eva", 4, 6, "F", 33});
+      append_settings_record(bytes,
+                             {"anna", inward ? breath : 5, inward ? 11 : breath, "M", 50});
+      append_samples_records(bytes, 0, ramp(0, 100));
+      const JournalContent content = read_journal(bytes);
+      EXPECT_TRUE(content.damaged);
+      EXPECT_EQ(content.settings, (RecordingSettings{"Eva", 4, 6, "F", 33})) << breath;
+      EXPECT_EQ(content.samples, ramp(0, 100));
+    }
+  }
 }
 
 TEST(JournalFormat, ALongNameIsCut) {

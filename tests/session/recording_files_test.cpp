@@ -7,6 +7,7 @@
 #include "base/clock.h"
 #include "base/files.h"
 #include "session/markers.h"
+#include "tests/faulty_sync.h"
 #include "tests/file_limit.h"
 #include "tests/temporary_folder.h"
 
@@ -43,6 +44,18 @@ TEST(WriteRecording, ALongNameIsWrittenWithItsMarkers) {
   EXPECT_THAT(write_recording(folder / name, std::vector<double>{1, 2}, {{1, 3}}), IsEmpty());
   EXPECT_EQ(read_markers(folder / name).size(), 1u);
 }
+
+#ifdef __linux__
+TEST(WriteRecording, BothFilesAreBroughtToTheDisk) {
+  const TemporaryFolder folder;
+  std::vector<std::string> synced;
+  const FaultySync watch([&](const std::string& path) {
+    read_file(path, synced.emplace_back());
+  });
+  write_recording(folder / "a.csv", std::vector<double>(3, 1.0), {{130, 4}});
+  EXPECT_THAT(synced, ElementsAre("1\n1\n1\n", "marker,sample_index,seconds\n4,130,1.000\n"));
+}
+#endif
 
 TEST(WriteRecording, SaysWhichFileFailed) {
   const TemporaryFolder folder;

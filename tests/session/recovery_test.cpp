@@ -4,8 +4,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <set>
 
 #include "base/clock.h"
 #include "session/markers.h"
@@ -19,9 +22,11 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 class RecoveryTest : public LiveRunTest {
  protected:
@@ -73,15 +78,27 @@ TEST_F(RecoveryTest, LessThanThreeSecondsGo) {
 
 TEST_F(RecoveryTest, WhatWasSavedDuringTheRunDoesNotCountButComesAlong) {
   std::string bytes = journal_of(100);
-  append_saved_record(bytes, 100 * 130 - 389);
+  append_saved_record(bytes, 100 * 130 - 389, 0);
   leave_journal(bytes, ".run-1.journal");
   EXPECT_THAT(recover(), IsEmpty());
   EXPECT_THAT(journals(), IsEmpty());
   bytes = journal_of(100);
-  append_saved_record(bytes, 100 * 130 - 390);
+  append_saved_record(bytes, 100 * 130 - 390, 0);
   leave_journal(bytes, ".run-1.journal");
   EXPECT_THAT(recover(), ElementsAre(name_));
   EXPECT_EQ(text_of(name_), ecg_text(ramp(0, 13000)));
+}
+
+TEST_F(RecoveryTest, AMarkerThatNoSaveHoldsBringsTheRunBack) {
+  for (const std::size_t saved_markers : {1u, 0u}) {
+    std::string bytes = journal_of(10);
+    append_marker_record(bytes, {1300, 4});
+    append_saved_record(bytes, 1300, saved_markers);
+    leave_journal(bytes);
+    EXPECT_THAT(recover(), SizeIs(1 - saved_markers));
+    EXPECT_THAT(journals(), IsEmpty());
+  }
+  EXPECT_EQ(read_markers(recordings_dir(engine_) + "/" + name_).size(), 1u);
 }
 
 TEST_F(RecoveryTest, ADamagedJournalIsKeptAside) {
@@ -190,6 +207,63 @@ TEST_F(RecoveryTest, OfAReplacedRunLessThanThirtyUnsavedSecondsGo) {
   EXPECT_THAT(journals(), SizeIs(1));
 }
 
+// Its journal ended on the full disk, too: the run is in memory alone until there is room.
+TEST_F(RecoveryTest, AReplacedRunWithoutAJournalIsWrittenWhenThereIsRoom) {
+  for (const bool by_save : {false, true}) {
+    {
+      const FileLimit full(2000);
+      testing::internal::CaptureStderr();
+      start();
+      send(31);
+      start();
+      send(31.5);
+      start();
+      EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                  HasSubstr("A run that ended is in memory alone; a start or a save tries again\n"));
+      EXPECT_THAT(recordings(), IsEmpty());
+    }
+    send(2);
+    if (by_save) {
+      EXPECT_THAT(save_recording(engine_), HasSubstr(R"("ok":true)"));
+    } else {
+      start();
+    }
+    const auto recovered = names_in(recordings_dir(engine_), "recovered_anna_");
+    ASSERT_THAT(recovered, SizeIs(2));
+    const std::vector<std::string> texts = {text_of(recovered[0]), text_of(recovered[1])};
+    EXPECT_THAT(texts, UnorderedElementsAre(ecg_text(ramp(0, 4030)), ecg_text(ramp(0, 4095))));
+    EXPECT_THAT(journals(), SizeIs(1)) << "of the run that goes on";
+    start();
+    EXPECT_THAT(names_in(recordings_dir(engine_), "recovered_anna_"), SizeIs(2)) << "once";
+    stop(engine_);
+    for (const std::string& name : recordings()) fs::remove(recordings_dir(engine_) + "/" + name);
+    for (const std::string& name : journals()) fs::remove(folder_ / name);
+  }
+}
+
+// Two programs that recover runs of one second and name take a name each.
+TEST_F(RecoveryTest, SeveralProgramsAtOnceTakeNoNameTwice) {
+  constexpr std::size_t k_journals = 24;
+  for (std::size_t i = 0; i < k_journals; ++i) {
+    leave_journal(journal_of(10 + static_cast<double>(i)), ".run-" + std::to_string(i) + ".journal");
+  }
+  std::vector<pid_t> programs;
+  for (int i = 0; i < 4; ++i) {
+    programs.push_back(fork());
+    if (programs.back() == 0) {
+      recover_journals(folder_.path());
+      _exit(0);
+    }
+  }
+  for (const pid_t program : programs) waitpid(program, nullptr, 0);
+  EXPECT_THAT(journals(), IsEmpty());
+  std::set<std::size_t> sizes;
+  for (const std::string& name : recordings()) {
+    sizes.insert(fs::file_size(recordings_dir(engine_) + "/" + name));
+  }
+  EXPECT_THAT(sizes, SizeIs(k_journals)) << "each journal's own recording";
+}
+
 TEST_F(RecoveryTest, AReplacedRunThatCannotBeWrittenKeepsItsJournal) {
   start();
   send(31);
@@ -201,6 +275,11 @@ TEST_F(RecoveryTest, AReplacedRunThatCannotBeWrittenKeepsItsJournal) {
   stop(engine_);
   EXPECT_THAT(recordings(), IsEmpty());
   EXPECT_THAT(journals(), SizeIs(2));
+  EXPECT_THAT(recover(), IsEmpty()) << "it may still be written";
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.left_runs.clear();  // the program has ended
+  }
   EXPECT_THAT(recover(), SizeIs(1));
   EXPECT_THAT(recordings(), SizeIs(1));
 }

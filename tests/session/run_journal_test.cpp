@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "base/clock.h"
 #include "session/markers.h"
 #include "session/saved_recordings.h"
+#include "tests/faulty_sync.h"
 #include "tests/file_limit.h"
 #include "tests/session/live_run_fixture.h"
 
@@ -142,6 +145,52 @@ TEST_F(RunJournalTest, AFolderThatCannotBeWrittenDoesNotStopTheRun) {
   stop(engine_);
   engine_.data_dir = folder_.path();
 }
+
+// A marker that is set while the strap is silent.
+TEST_F(RunJournalTest, AMarkerAfterTheSaveIsNotForgotten) {
+  start();
+  send(10);
+  EXPECT_TRUE(add_marker(engine_, 1));
+  save_recording(engine_);
+  EXPECT_TRUE(wait_until([this] { return journal().saved_markers == 1; }));
+  send(0.1);
+  save_recording(engine_);
+  EXPECT_TRUE(add_marker(engine_, 2));
+  stop(engine_);
+  EXPECT_EQ(journal().samples.size(), 1313u);
+  EXPECT_EQ(journal().saved, 1313u);
+  EXPECT_EQ(journal().saved_markers, 1u);
+  EXPECT_THAT(journal().markers, SizeIs(2));
+  save_recording(engine_);
+  EXPECT_THAT(journals(), IsEmpty());
+}
+
+#ifdef __linux__
+// A power cut costs ten seconds, a kill one, also while the disk stalls.
+TEST_F(RunJournalTest, IsBroughtToTheDiskWithinTenSecondsAndAppendedToMeanwhile) {
+  std::atomic<int> begun = 0;
+  std::atomic<int> ended = 0;
+  const FaultySync slow([&](const std::string& path) {
+    EXPECT_TRUE(path.ends_with(k_journal_suffix)) << path;
+    ++begun;
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    ++ended;
+  });
+  start();
+  send(1);
+  ASSERT_TRUE(wait_until([&] { return begun == 1; }, 10.0));
+  for (std::size_t samples = 260; ended == 0; samples += 130) {
+    const double sent = monotonic_seconds();
+    send(1);
+    ASSERT_TRUE(journal_reaches(samples));
+    EXPECT_LT(monotonic_seconds() - sent, 1.0);
+  }
+  send(1);
+  stop(engine_);
+  EXPECT_EQ(begun, 2) << "the end, too, is brought to the disk";
+  EXPECT_EQ(journal().samples.size(), sent_);
+}
+#endif
 
 TEST_F(RunJournalTest, AReplayHasNone) {
   start_replay(engine_, write_recording("a.csv", ramp(0, 1000)), {{"speed", "0"}});

@@ -9,19 +9,11 @@
 namespace tvn {
 namespace {
 
-// `component` as file systems take it: cut before its extension, which tells what the file is.
-std::string fitted(const std::string& component) {
-  if (component.size() <= k_longest_file_name) return component;
-  const std::string extension = std::filesystem::path(component).extension().string();
-  return fit_base_name(component.substr(0, component.size() - extension.size()), extension.size()) +
-         fit_base_name(extension, 0);
-}
-
 std::string clean_component(std::string_view component) {
   std::string clean(component);
   std::erase_if(clean, [](char c) { return static_cast<unsigned char>(c) < 32 || c == ':'; });
   // Cleaning can make ".." out of "..:", so the test comes after it.
-  return clean == "." || clean == ".." ? "" : fitted(clean);
+  return clean == "." || clean == ".." ? "" : fit_file_name(clean);
 }
 
 }  // namespace

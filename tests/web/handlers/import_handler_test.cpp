@@ -1,5 +1,6 @@
 #include "web/handlers/import_handler.h"
 
+#include "tests/faulty_sync.h"
 #include "tests/file_limit.h"
 #include "tests/web/handlers/site_fixture.h"
 #include "web/handlers/upload_handlers.h"
@@ -68,6 +69,16 @@ TEST_F(ImportHandlerTest, AKubiosImportDuringABatchLeavesTheUploadsAlone) {
             R"({"ok":false,"note":"A batch is already running."})");
   EXPECT_TRUE(fs::exists(upload_dir(engine_) + "/a.txt"));
 }
+
+#ifdef __linux__
+TEST_F(ImportHandlerTest, IsBroughtToTheDisk) {
+  std::vector<std::string> synced;
+  const FaultySync watch([&](const std::string& path) { synced.push_back(path); });
+  body("/import?fname=a.txt", flat_ecg(1000));
+  ASSERT_EQ(synced.size(), 1u);
+  EXPECT_TRUE(synced[0].starts_with(recordings_dir(engine_))) << synced[0];
+}
+#endif
 
 // The reply leaves it unsaid; the recording is not in the list, and an empty replay shows it.
 TEST_F(ImportHandlerTest, OnAFullDiskLeavesNoHalfRecording) {

@@ -1,5 +1,8 @@
 #include "web/handlers/upload_handlers.h"
 
+#include <gmock/gmock.h>
+
+#include "base/names.h"
 #include "tests/file_limit.h"
 #include "tests/web/handlers/site_fixture.h"
 
@@ -36,11 +39,23 @@ TEST(SanitiseRelativePath, NeverLeavesTheFolder) {
 }
 
 TEST(SanitiseRelativePath, CutsWhatIsTooLongForAFileSystem) {
-  const std::string folder(255, 'f');
-  std::string dots;  // 2 bytes each; an odd number of bytes is left for them
-  for (int i = 0; i < 200; ++i) dots += "\xc3\xa4";
-  EXPECT_EQ(sanitise_relative_path(folder + "x/" + dots + ".txt"),
-            folder + "/" + dots.substr(0, 250) + ".txt");
+  const std::string folder(256, 'f');
+  const std::string file = std::string(300, 'n') + ".txt";
+  EXPECT_EQ(sanitise_relative_path(folder + "/" + file),
+            fit_file_name(folder) + "/" + fit_file_name(file));
+}
+
+TEST_F(UploadHandlersTest, TwoLongNamesOfOneBeginAreTwoFiles) {
+  body("/batch_new");
+  for (const char* end : {"1.txt", "2.txt"}) {
+    EXPECT_EQ(body("/batch_upload?rel=" + std::string(260, 'n') + end, end), R"({"ok":true})");
+  }
+  std::vector<std::string> contents;
+  for (const auto& entry : fs::directory_iterator(upload_dir(engine_))) {
+    EXPECT_EQ(entry.path().extension(), ".txt");
+    read_file(entry.path().string(), contents.emplace_back());
+  }
+  EXPECT_THAT(contents, testing::UnorderedElementsAre("1.txt", "2.txt"));
 }
 
 TEST_F(UploadHandlersTest, OnAFullDiskLeavesNoHalfFile) {
