@@ -8,15 +8,25 @@
 
 namespace tvn {
 
-void keep_memory_in_one_place() {
 #ifdef __GLIBC__
-  ::mallopt(M_ARENA_MAX, 1);  // NOLINT(concurrency-mt-unsafe): start-up has one thread
-#endif
-}
+namespace {
 
-void return_free_memory() {
+// Blocks from this size on are maps of their own. Measured against 1 MB: as fast, and a third less
+// is left behind.
+constexpr int k_large_block = 256 * 1024;
+// What may stay free at the end of the heap.
+constexpr int k_free_at_end = 1024 * 1024;
+
+}  // namespace
+#endif
+
+void give_back_large_memory() {
 #ifdef __GLIBC__
-  ::malloc_trim(0);
+  // NOLINTBEGIN(concurrency-mt-unsafe): start-up has one thread
+  ::mallopt(M_ARENA_MAX, 1);
+  ::mallopt(M_MMAP_THRESHOLD, k_large_block);
+  ::mallopt(M_TRIM_THRESHOLD, k_free_at_end);
+  // NOLINTEND(concurrency-mt-unsafe)
 #endif
 }
 

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "base/failure_text.h"
-#include "base/free_memory.h"
 #include "base/names.h"
 #include "batch/batch_files.h"
 #include "batch/batch_recording.h"
@@ -123,7 +122,6 @@ bool start_batch(Engine& engine, const std::string& root, bool single, const std
   try {
     std::thread([&engine, arguments = std::move(*arguments)] {
       run_batch(engine, arguments);
-      return_free_memory();
     }).detach();
   } catch (const std::exception& no_thread) {
     end_batch(engine, "error", failure_text("Batch failed: ", no_thread), "");

@@ -11,7 +11,6 @@
 
 #include "analysis/rhythm/hr_series.h"
 #include "base/failure_text.h"
-#include "base/free_memory.h"
 #include "base/json.h"
 #include "export/edf.h"
 #include "export/export_folder.h"
@@ -153,7 +152,6 @@ void start_export(Engine& engine) {
   try {
     std::thread([&engine, snapshot = std::move(*snapshot), writing = WritingFiles(engine)] {
       run_export(engine, snapshot);
-      return_free_memory();
     }).detach();
   } catch (const std::exception& no_thread) {
     publish(engine, run_number, "error", "", failure_text("", no_thread));

@@ -44,7 +44,7 @@ int main(int argc, char** argv) {
   // So must writing a file that is larger than a limit allows.
   std::signal(SIGXFSZ, SIG_IGN);
 
-  tvn::keep_memory_in_one_place();
+  tvn::give_back_large_memory();
 
   const tvn::Environment environment = tvn::read_environment();
   const tvn::Folders folders = tvn::choose_folders(environment, tvn::executable_path());

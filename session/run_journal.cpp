@@ -54,7 +54,7 @@ News take_news(Engine& engine, std::uint64_t run_number, std::size_t markers_kno
 // or when there is none to be had, by who asks for the result. None when there is no memory.
 std::future<std::error_code> begin_sync(int fd, const std::string& folder) {
   try {
-    return std::async(std::launch::async | std::launch::deferred, [fd, folder] {
+    return std::async([fd, folder] {
       const std::error_code error = sync_to_disk(fd);
       sync_folder(folder);
       return error;

@@ -8,7 +8,6 @@
 #include "analysis/beats/r_peaks.h"
 #include "analysis/tfr/fast.h"
 #include "analysis/tfr/image.h"
-#include "base/free_memory.h"
 #include "picture/base64.h"
 #include "picture/png.h"
 
@@ -84,7 +83,6 @@ void start_tfr_job(Engine& engine) {
   try {
     std::thread([&engine, input = *input]() mutable {
       run_tfr_job(engine, std::move(input));
-      return_free_memory();
     }).detach();
   } catch (const std::exception&) {  // no thread to be had
     publish_error(engine, *input);

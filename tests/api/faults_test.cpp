@@ -160,6 +160,18 @@ double memory_of(pid_t process) {
   return std::stod(text) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
+// The most of it that there ever was.
+double most_memory_of(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  for (std::string word; status >> word;) {
+    if (word != "VmHWM:") continue;
+    double kilobytes = 0.0;
+    status >> kilobytes;
+    return kilobytes / 1e3;
+  }
+  return 0.0;
+}
+
 TEST(Faults, MemoryOfLargeBodiesGoesBack) {
   const Program program({std::to_string(test_port()), {}, false});
   const std::string body(20'000'000, 'x');
@@ -170,6 +182,20 @@ TEST(Faults, MemoryOfLargeBodiesGoesBack) {
     });
   }
   for (std::thread& sender : senders) sender.join();
+  EXPECT_TRUE(wait_until([&] { return memory_of(program.process()) < 40.0; }, 10.0))
+      << memory_of(program.process());
+}
+
+TEST(Faults, MemoryOfUploadsThatBreakOffGoesBack) {
+  const Program program({std::to_string(test_port()), {}, false});
+  const std::string half(30'000'000, 'x');
+  for (const char* target : {"/import?fname=a.txt", "/batch_upload?rel=a.txt", "/status"}) {
+    const int fd = connect_to(program.port());
+    send_text(fd, "POST " + std::string(target) + " HTTP/1.1\r\nContent-Length: 60000000\r\n\r\n");
+    send_text(fd, half);
+    close(fd);
+  }
+  EXPECT_GT(most_memory_of(program.process()), 60.0) << "it was read";
   EXPECT_TRUE(wait_until([&] { return memory_of(program.process()) < 40.0; }, 10.0))
       << memory_of(program.process());
 }

@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -31,8 +32,8 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 std::vector<std::string> environment_of(const std::string& folder, const ProgramOptions& options) {
   const char* path = getenv("PATH");
-  std::vector<std::string> result = {"HOME=" + folder,
-                                     "PATH=" + folder + "/bin:" + (path ? path : "/usr/bin:/bin")};
+  std::vector<std::string> result = {"PATH=" + folder + "/bin:" + (path ? path : "/usr/bin:/bin")};
+  if (options.has_home) result.push_back("HOME=" + folder);
   for (const char* name : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS", "LOCPATH"}) {
     if (const char* value = getenv(name)) result.push_back(std::string(name) + "=" + value);
   }
@@ -125,8 +126,14 @@ void Program::send_signal(int signal) const {
 
 #ifdef __linux__
 void Program::limit_files(std::size_t bytes) const {
-  const rlimit limit{bytes, RLIM_INFINITY};
-  EXPECT_EQ(prlimit(pid_, RLIMIT_FSIZE, &limit, nullptr), 0);
+  limit(RLIMIT_FSIZE, bytes);
+}
+
+void Program::limit(int resource, std::size_t most) const {
+  rlimit limit{};
+  EXPECT_EQ(prlimit(pid_, static_cast<__rlimit_resource>(resource), nullptr, &limit), 0);
+  limit.rlim_cur = std::min<rlim_t>(most, limit.rlim_max);
+  EXPECT_EQ(prlimit(pid_, static_cast<__rlimit_resource>(resource), &limit, nullptr), 0);
 }
 #endif
 

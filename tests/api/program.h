@@ -15,6 +15,7 @@ struct ProgramOptions {
   std::map<std::string, std::string> environment;  // beside PATH and HOME
   bool data_in_home = false;     // leave TVN_DATA unset, so that the data go below HOME
   std::string data_folder = {};  // such as "/data": the data folder, below HOME
+  bool has_home = true;          // whether HOME is set
 };
 
 // Starts talvern-live in a temporary folder that is its home, its data folder and its working
@@ -42,6 +43,8 @@ class Program {
 #ifdef __linux__
   // From now on no file of the program may grow beyond this size: writing fails as on a full disk.
   void limit_files(std::size_t bytes) const;
+  // The same for any of setrlimit's resources.
+  void limit(int resource, std::size_t most) const;
 #endif
   std::string error_output() const;
   bool is_alive() const;

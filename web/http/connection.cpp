@@ -11,14 +11,11 @@
 #include <thread>
 
 #include "base/clock.h"
-#include "base/free_memory.h"
 
 namespace tvn {
 namespace {
 
 constexpr std::chrono::milliseconds k_between_events{50};
-// Below this the C library may well keep the memory for the next request.
-constexpr std::size_t k_large_body = std::size_t{1} << 20;
 constexpr std::size_t k_most_drained_bytes = std::size_t{16} << 20;
 constexpr double k_longest_drain = 1.0;  // seconds
 
@@ -50,10 +47,8 @@ void route_request(int fd, const AnswerFunction& answer, const HeadFilter& admit
     return;
   }
   const Reply reply = answer(*request);
-  const bool large = request->body.size() > k_large_body;
   request.reset();
   send_all(fd, reply.bytes);
-  if (large) return_free_memory();
   if (reply.next_event) {
     send_events(fd, reply.next_event);
     ::close(fd);
