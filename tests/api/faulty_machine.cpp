@@ -87,6 +87,10 @@ extern "C" {
 ssize_t write(int fd, const void* bytes, size_t size) {
   static auto* const system_write = system_function<ssize_t(int, const void*, size_t)>("write");
   if (g_state == nullptr || !is_regular_file(fd)) return system_write(fd, bytes, size);
+  if (g_state->is_read_only) {
+    errno = EROFS;
+    return -1;
+  }
   const auto fits = static_cast<size_t>(take_room(static_cast<std::int64_t>(size)));
   const ssize_t written = fits > 0 ? system_write(fd, bytes, fits) : 0;
   if (fits < size && g_state->kills_when_full) raise(SIGKILL);

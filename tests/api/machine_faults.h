@@ -18,7 +18,7 @@ struct FaultState {
   std::atomic<std::int64_t> room{INT64_MAX};
   // The write that goes beyond ends the program by SIGKILL instead, after as much as fits.
   std::atomic<bool> kills_when_full{false};
-  // Nothing can be opened for writing, made, renamed or removed.
+  // Nothing can be written, opened for writing, made, renamed or removed.
   std::atomic<bool> is_read_only{false};
   // Threads that can still be had.
   std::atomic<std::int64_t> threads{INT64_MAX};
