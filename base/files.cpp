@@ -111,8 +111,7 @@ bool rename_to(const std::string& from, const std::string& to, Existing existing
 }
 
 std::error_code fill_and_rename(const NewFile& file, const std::string& path,
-                                std::string_view bytes, Durability durability,
-                                Existing existing) {
+                                std::string_view bytes, Durability durability, Existing existing) {
   std::error_code error = write_all(file.handle.get(), bytes);
   if (!error && durability == Durability::at_once) error = sync_to_disk(file.handle.get());
   if (!error) error = flush_by_closing(file.handle.get());

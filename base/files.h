@@ -32,10 +32,10 @@ enum class Durability { by_and_by, at_once };
 enum class Existing { replaced, kept };
 
 // Writes `bytes` as the whole content of the file at `path`, replacing what was there: beside it
-// under a hidden name, renamed when whole, removed when that fails. A symbolic link to a file stays,
-// and the file that it leads to is replaced. Tells a failure on standard error in one line with the
-// path and the system's reason. With Existing::kept anything that has the name stays, whoever made
-// it meanwhile; the error is std::errc::file_exists then, and told nobody.
+// under a hidden name, renamed when whole, removed when that fails. A symbolic link to a file
+// stays, and the file that it leads to is replaced. Tells a failure on standard error in one line
+// with the path and the system's reason. With Existing::kept anything that has the name stays,
+// whoever made it meanwhile; the error is std::errc::file_exists then, and told nobody.
 WriteResult write_file(const std::string& path, std::string_view bytes,
                        Durability durability = Durability::by_and_by,
                        Existing existing = Existing::replaced);

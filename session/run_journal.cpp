@@ -50,8 +50,8 @@ News take_news(Engine& engine, std::uint64_t run_number, std::size_t markers_kno
   return {true, recording_settings(engine), recorded_ecg(engine), {first, engine.markers.end()}};
 }
 
-// The disk may take seconds, in which the run must be appended all the same: on a thread of its own,
-// or when there is none to be had, by who asks for the result. None when there is no memory.
+// The disk may take seconds, in which the run must be appended all the same: on a thread of its
+// own, or when there is none to be had, by who asks for the result. None when there is no memory.
 std::future<std::error_code> begin_sync(int fd, const std::string& folder) {
   try {
     return std::async([fd, folder] {
@@ -130,8 +130,8 @@ void RunJournal::append(const std::string& bytes) {
   if (const std::error_code error = write_all(file_.handle.get(), bytes)) give_up(error);
 }
 
-// For a sync without the mutex: a slow disk must not hold up a save. The descriptor is closed by the
-// destructor only, after the thread.
+// For a sync without the mutex: a slow disk must not hold up a save. The descriptor is closed by
+// the destructor only, after the thread.
 int RunJournal::descriptor() {
   const MutexLock<Mutex> hold(mutex_);
   return file_.handle.get();

@@ -212,8 +212,8 @@ TEST(HalfFiles, AnExportNamesWhatIsMissing) {
     export_half(*session.program);
     const std::string status = fetch(session.program->port(), "/export_status");
     std::size_t missing = 0;
-    for (const char* end : {"_ECG.txt", "_HR.txt", "_markers.csv", ".edf", "_TVN_logpower.csv",
-                            "_report.pdf"}) {
+    for (const char* end :
+         {"_ECG.txt", "_HR.txt", "_markers.csv", ".edf", "_TVN_logpower.csv", "_report.pdf"}) {
       const std::string name = std::string("Anna") + end;
       const bool is_there = fs::exists(session.data / ("exports/Anna_export/" + name));
       const bool is_named = status.find(name + " could not be written.") != std::string::npos;

@@ -179,8 +179,7 @@ TEST(JournalFormat, BreathsThatNoRunHasAreDamage) {
     for (const bool inward : {true, false}) {
       std::string bytes = journal_head();
       append_settings_record(bytes, {"Eva", 4, 6, "F", 33});
-      append_settings_record(bytes,
-                             {"anna", inward ? breath : 5, inward ? 11 : breath, "M", 50});
+      append_settings_record(bytes, {"anna", inward ? breath : 5, inward ? 11 : breath, "M", 50});
       append_samples_records(bytes, 0, ramp(0, 100));
       const JournalContent content = read_journal(bytes);
       EXPECT_TRUE(content.damaged);

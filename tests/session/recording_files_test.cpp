@@ -49,9 +49,7 @@ TEST(WriteRecording, ALongNameIsWrittenWithItsMarkers) {
 TEST(WriteRecording, BothFilesAreBroughtToTheDisk) {
   const TemporaryFolder folder;
   std::vector<std::string> synced;
-  const FaultySync watch([&](const std::string& path) {
-    read_file(path, synced.emplace_back());
-  });
+  const FaultySync watch([&](const std::string& path) { read_file(path, synced.emplace_back()); });
   write_recording(folder / "a.csv", std::vector<double>(3, 1.0), {{130, 4}});
   EXPECT_THAT(synced, ElementsAre("1\n1\n1\n", "marker,sample_index,seconds\n4,130,1.000\n"));
 }

@@ -218,8 +218,9 @@ TEST_F(RecoveryTest, AReplacedRunWithoutAJournalIsWrittenWhenThereIsRoom) {
       start();
       send(31.5);
       start();
-      EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                  HasSubstr("A run that ended is in memory alone; a start or a save tries again\n"));
+      EXPECT_THAT(
+          testing::internal::GetCapturedStderr(),
+          HasSubstr("A run that ended is in memory alone; a start or a save tries again\n"));
       EXPECT_THAT(recordings(), IsEmpty());
     }
     send(2);
@@ -245,7 +246,8 @@ TEST_F(RecoveryTest, AReplacedRunWithoutAJournalIsWrittenWhenThereIsRoom) {
 TEST_F(RecoveryTest, SeveralProgramsAtOnceTakeNoNameTwice) {
   constexpr std::size_t k_journals = 24;
   for (std::size_t i = 0; i < k_journals; ++i) {
-    leave_journal(journal_of(10 + static_cast<double>(i)), ".run-" + std::to_string(i) + ".journal");
+    leave_journal(journal_of(10 + static_cast<double>(i)),
+                  ".run-" + std::to_string(i) + ".journal");
   }
   std::vector<pid_t> programs;
   for (int i = 0; i < 4; ++i) {
