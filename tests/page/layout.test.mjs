@@ -46,6 +46,28 @@ for (const [width, height] of [[1366, 641], [1280, 600], [1536, 730], [1536, 864
   }));
 }
 
+// The disc at its largest and the word, beside a number of three digits.
+test("the pacer stands clear of the heart rate", in_session(async (page, server) => {
+  await page.locator("#pacer-switch").click();
+  for (const [width, height] of [[375, 812], [1280, 600], [1366, 641], [1536, 864], [1920, 950],
+                                 [2560, 1440], [3840, 2160]]) {
+    await page.setViewportSize({ width, height });
+    await show(page, server, session_at(164.9, { hr: 132 }));
+    const [number, disc, word] = await page.evaluate(() => {
+      const digits = document.createRange();
+      digits.selectNodeContents(document.getElementById("hr-value"));
+      return [digits, ...["pacer-disc", "pacer-word"].map((id) => document.getElementById(id))]
+        .map((part) => part.getBoundingClientRect().toJSON());
+    });
+    // Digits have no descenders: a sixth of their box lies empty below them.
+    const bottom = number.bottom - number.height / 6;
+    for (const part of [disc, word]) {
+      assert.ok(part.width > 0 && (part.left >= number.right || part.top >= bottom),
+                JSON.stringify([width, height, part, number]));
+    }
+  }
+}));
+
 // 15 minutes of arc at three metres are 3000 tan(15/60 degrees) = 13.09 mm. A 55 inch screen of
 // 16:9 is 1218 mm wide, 1920 pixels: 20.6 of them. The height is that of a capital letter or a
 // figure, at least 0.7 of the type in the systems' fonts.

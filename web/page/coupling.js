@@ -41,7 +41,7 @@ function follow_countdown({ elapsed, cycle_seconds, running }) {
 }
 
 function reset_reward() {
-  reward = { positive_since: null, played_at: -Infinity, played_wall_s: -Infinity };
+  reward = { played_at: -Infinity, played_wall_s: -Infinity };
   $("coupled").classList.remove("lit");
 }
 
