@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/free_memory.h"
 #include "benchmarks/soak/soak.h"
 
 int main(int count, char** arguments) {
@@ -11,6 +12,7 @@ int main(int count, char** arguments) {
     std::fprintf(stderr, "%s is no number of minutes\n", arguments[1]);
     return 2;
   }
+  tvn::keep_memory_in_one_place();  // as the program does
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const bool replays = tvn::soak::soak_replays(minutes / 2);
   const bool live = tvn::soak::soak_live_run(minutes / 2);
