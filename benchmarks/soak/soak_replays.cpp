@@ -2,6 +2,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -19,7 +20,7 @@
 namespace tvn::soak {
 namespace {
 
-constexpr int k_streams = 8;
+constexpr std::size_t k_streams = 8;
 constexpr double k_seconds_between_lines = 60;
 
 // Pages that listen and draw nothing.
@@ -60,8 +61,13 @@ bool wait_while(const Program& program, const char* path, const char* key, const
   return wait_until([&] { return member(fetch(program.port(), path), key) != value; }, 120.0);
 }
 
+// Connections and jobs that have ended need a moment to go.
+void wait_for_threads(const Program& program, std::size_t count) {
+  wait_until([&] { return thread_count(program.process()) == count; }, 10.0);
+}
+
 // One recording to its end, its pictures and its export, whose files are then removed.
-bool replay_once(const Program& program, int number) {
+bool replay_once(const Program& program, std::size_t number) {
   const int port = program.port();
   const std::string sample = number % 2 == 0 ? "Sample%201.txt" : "Sample%202.txt";
   fetch(port, "/start_replay?speed=100&name=soak&file=" + sample);
@@ -80,49 +86,59 @@ bool replay_once(const Program& program, int number) {
   return ended && drawn && brought && exported;
 }
 
-void print_line(const Reading& reading, int recordings, std::size_t threads) {
-  std::printf("%6.1f min  %5d recordings  %7.2f MB  %zu threads\n", 60 * reading.hours, recordings,
+void print_line(const Reading& reading, std::size_t recordings, std::size_t threads) {
+  std::printf("%6.1f min  %5zu recordings  %7.2f MB  %zu threads\n", 60 * reading.hours, recordings,
               reading.megabytes, threads);
+}
+
+struct Course {
+  std::vector<Reading> readings;
+  std::size_t most_threads = 0;
+  bool whole = true;  // each recording was drawn and exported
+};
+
+// Replays for this long; memory and threads as they are between two recordings.
+Course replay_for(const Program& program, double minutes, std::size_t idle_threads) {
+  Course course;
+  const double begun = monotonic_seconds();
+  double next_line = 0;
+  for (double now = 0; now < 60 * minutes; now = monotonic_seconds() - begun) {
+    course.whole = replay_once(program, course.readings.size()) && course.whole;
+    wait_for_threads(program, idle_threads);
+    const std::size_t threads = thread_count(program.process());
+    course.most_threads = std::max(course.most_threads, threads);
+    course.readings.push_back(
+        {(monotonic_seconds() - begun) / 3600, resident_megabytes(program.process())});
+    if (now < next_line) continue;
+    next_line = now + k_seconds_between_lines;
+    print_line(course.readings.back(), course.readings.size(), threads);
+  }
+  return course;
 }
 
 }  // namespace
 
 bool soak_replays(double minutes) {
-  std::printf("Replays at 100 times real time, pictures and exports, %d streams\n", k_streams);
-  Program program;
+  std::printf("Replays at 100 times real time, pictures and exports, %zu streams\n", k_streams);
+  const Program program;
   fetch(program.port(), "/status");
   program.wait_for_opener();
   const std::size_t threads_before = thread_count(program.process());
-  std::vector<Reading> readings;
-  bool whole = true;
-  std::size_t most_threads = 0;
-  const double begun = monotonic_seconds();
+  Course course;
   {
     const Streams streams(program.port());
-    double next_line = 0;
-    for (double now = 0; now < 60 * minutes; now = monotonic_seconds() - begun) {
-      whole = replay_once(program, static_cast<int>(readings.size())) && whole;
-      const std::size_t expected = threads_before + k_streams;
-      wait_until([&] { return thread_count(program.process()) == expected; }, 10.0);
-      const std::size_t threads = thread_count(program.process());
-      most_threads = std::max(most_threads, threads);
-      readings.push_back(
-          {(monotonic_seconds() - begun) / 3600, resident_megabytes(program.process())});
-      if (now < next_line) continue;
-      next_line = now + k_seconds_between_lines;
-      print_line(readings.back(), static_cast<int>(readings.size()), threads);
-    }
+    course = replay_for(program, minutes, threads_before + k_streams);
   }
-  wait_until([&] { return thread_count(program.process()) == threads_before; }, 10.0);
+  wait_for_threads(program, threads_before);
   const std::size_t threads_after = thread_count(program.process());
-  const double slope = slope_after_warm_up(readings);
+  const double slope = slope_after_warm_up(course.readings);
   std::printf(
       "%zu recordings, %s; memory %+.2f MB an hour; %zu threads before, %zu at most between "
       "recordings, %zu after\n",
-      readings.size(), whole ? "each drawn and exported" : "NOT each drawn and exported", slope,
-      threads_before, most_threads, threads_after);
-  return whole && slope < k_steepest_slope && threads_after == threads_before &&
-         most_threads == threads_before + k_streams;
+      course.readings.size(), course.whole ? "each drawn and exported" : "NOT each exported", slope,
+      threads_before, course.most_threads, threads_after);
+  return course.whole && slope < k_steepest_slope && threads_after == threads_before &&
+         course.most_threads == threads_before + k_streams;
 }
 
 }  // namespace tvn::soak
