@@ -1,7 +1,6 @@
 // Ten thousand requests, a third of them malformed, from 16 clients, while 64 pages listen to the
 // event stream and 200 connections begin a request and never end it: the status comes at once
 // throughout, and nothing is left of all that. TVN_LOAD_REQUESTS changes their number.
-#ifdef __linux__
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -213,4 +212,3 @@ TEST_F(LoadTest, TheStatusComesAtOnceAndNothingIsLeft) {
 
 }  // namespace
 }  // namespace tvn
-#endif
