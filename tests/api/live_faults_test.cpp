@@ -174,6 +174,41 @@ TEST_F(LiveFaultsTest, AKillInTheMiddleOfAnAppendCostsThatOneAlone) {
   }
 }
 
+// Nor while a start makes a recording of it: the next one does it again.
+TEST_F(LiveFaultsTest, AKillInTheMiddleOfARecoveryLosesNothing) {
+  start_live(10.0);
+  receive(5.0);
+  get("/mark?key=2");
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  end(SIGKILL);
+  const std::string path = data_ / journals().at(0);
+  std::string journal;
+  ASSERT_TRUE(read_file(path, journal));
+  start_program();
+  ASSERT_THAT(recovered(), SizeIs(2)) << "the recording and its markers";
+  const std::size_t samples = samples_in(recovered()[0]);
+  const auto bytes =
+      static_cast<std::int64_t>(fs::file_size(data_ / ("recordings/" + recovered()[0])));
+  // A start writes one byte to see whether it can, and the two samples.
+  const std::int64_t before = 1 + 123'590 + 118'453;
+  for (const std::int64_t room :
+       {before, before + bytes / 2, before + bytes, before + bytes + 40}) {
+    program_.reset();
+    fs::remove_all(data_ / "recordings");
+    ASSERT_TRUE(write_file(path, journal));
+    machine_->kills_when_full = true;
+    machine_->room = room;
+    start_program();
+    EXPECT_EQ(program_->port(), 0) << "killed";
+    EXPECT_LE(recovered().size(), 1u);
+    machine_->room = INT64_MAX;
+    start_program();
+    ASSERT_THAT(names_in(data_ / "recordings", ""), SizeIs(2)) << room;
+    EXPECT_EQ(samples_in(recovered()[0]), samples) << room;
+    EXPECT_THAT(journals(), IsEmpty());
+  }
+}
+
 TEST_F(LiveFaultsTest, WithoutAThreadForTheJournalTheRunGoesOn) {
   machine_->thread_to_refuse = 2;  // after the request's own
   start_live(10.0);
