@@ -159,6 +159,8 @@ TEST_F(LiveFaultsTest, AKillInTheMiddleOfAnAppendCostsThatOneAlone) {
   for (const std::int64_t room : {1'000, 3'000, 3'001, 6'000}) {
     start_live(10.0);
     receive(5.0);
+    ASSERT_TRUE(wait_until([this] { return fs::file_size(data_ / journals().at(0)) > 4u * 650; }))
+        << "more than three seconds are there";
     machine_->kills_when_full = true;
     machine_->room = room;
     EXPECT_TRUE(wait_until([this] { return !program_->is_alive(); }, 10.0));
