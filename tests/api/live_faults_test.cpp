@@ -248,6 +248,7 @@ TEST_F(LiveFaultsTest, AClockThatIsSetBackChangesNothingButNames) {
   std::this_thread::sleep_for(std::chrono::seconds(2));
   const double wall = monotonic_seconds() - begun;
   EXPECT_NEAR(elapsed() - until_jump, 10.0 * wall, 6.0 + wall);  // frames of 0.56 s, ten at a time
+  EXPECT_THAT(get("/status"), Not(HasSubstr("\"ecg\":[]"))) << "the trace goes on";
   const std::string hour_ago = local_time_text(std::time(nullptr) - 3600, "%Y%m%d-%H%M");
   const std::string minute_later = local_time_text(std::time(nullptr) - 3540, "%Y%m%d-%H%M");
   EXPECT_THAT(get("/save"),
