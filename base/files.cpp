@@ -10,14 +10,11 @@
 #include <optional>
 #include <utility>
 
+#include "base/growing_file.h"
 #include "base/locked_file.h"
 
 namespace tvn {
 namespace {
-
-// A name of its own, not one made from the file's: that may be as long as a name can be.
-constexpr const char* k_unfinished_prefix = ".tvn-";
-constexpr const char* k_unfinished_suffix = ".tmp";
 
 std::error_code last_error() {
   return {errno, std::generic_category()};
@@ -66,60 +63,6 @@ bool read_to_end(int fd, std::string& content) {
   return true;
 }
 
-std::string folder_of(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
-// The file that a symbolic link at `path` leads to; `path` itself when there is none.
-std::string behind_link(const std::string& path) {
-  namespace fs = std::filesystem;
-  std::error_code error;
-  if (!fs::is_symlink(path, error) || !fs::is_regular_file(path, error)) return path;
-  const std::string target = fs::canonical(path, error).string();
-  return error ? path : target;
-}
-
-NewFile create_unfinished_file(const std::string& folder) {
-  return create_locked_file(folder + "/" + k_unfinished_prefix, k_unfinished_suffix, 0666);
-}
-
-// Network file systems tell only now that there was no room; closing twice is the price.
-std::error_code flush_by_closing(int fd) {
-  const int copy = ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
-  return copy >= 0 && ::close(copy) != 0 ? last_error() : std::error_code();
-}
-
-// Some file systems cannot rename without replacing; between the look and the renaming another
-// program may then take the name.
-bool rename_to_free_name(const char* from, const char* to) {
-#ifdef __APPLE__
-  if (::renamex_np(from, to, RENAME_EXCL) == 0) return true;
-#else
-  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
-#endif
-  if (errno != EINVAL && errno != ENOTSUP && errno != ENOSYS) return false;
-  struct stat status {};
-  if (::lstat(to, &status) != 0) return ::rename(from, to) == 0;
-  errno = EEXIST;
-  return false;
-}
-
-bool rename_to(const std::string& from, const std::string& to, Existing existing) {
-  if (existing == Existing::kept) return rename_to_free_name(from.c_str(), to.c_str());
-  return ::rename(from.c_str(), to.c_str()) == 0;
-}
-
-std::error_code fill_and_rename(const NewFile& file, const std::string& path,
-                                std::string_view bytes, Durability durability, Existing existing) {
-  std::error_code error = write_all(file.handle.get(), bytes);
-  if (!error && durability == Durability::at_once) error = sync_to_disk(file.handle.get());
-  if (!error) error = flush_by_closing(file.handle.get());
-  if (!error && !rename_to(file.path, path, existing)) error = last_error();
-  if (error) ::unlink(file.path.c_str());
-  return error;
-}
-
 }  // namespace
 
 bool read_file(const std::string& path, std::string& out) {
@@ -139,18 +82,9 @@ bool is_readable_file(const std::string& path) {
 
 WriteResult write_file(const std::string& path, std::string_view bytes, Durability durability,
                        Existing existing) {
-  const std::string target = existing == Existing::replaced ? behind_link(path) : path;
-  const std::string folder = folder_of(target);
-  const NewFile file = create_unfinished_file(folder);
-  const std::error_code error =
-      file.error ? file.error : fill_and_rename(file, target, bytes, durability, existing);
-  const bool is_taken = existing == Existing::kept && error == std::errc::file_exists;
-  if (error && !is_taken) {
-    tell_write_failure(path, error);
-  } else if (!error && durability == Durability::at_once) {
-    sync_folder(folder);
-  }
-  return {error};
+  GrowingFile file(path, existing);
+  file.append(bytes);
+  return file.finish(durability);
 }
 
 void tell_write_failure(const std::string& path, const std::error_code& error) {
@@ -170,7 +104,7 @@ void remove_unfinished_files(const std::string& folder) {
   for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
     const std::string name = entry->path().filename().string();
-    if (!name.starts_with(k_unfinished_prefix) || !name.ends_with(k_unfinished_suffix)) continue;
+    if (!is_unfinished_name(name)) continue;
     const FileHandle leftover = lock_leftover(entry->path().string());
     if (leftover.is_open()) ::unlink(entry->path().c_str());
   }

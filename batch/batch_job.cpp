@@ -1,5 +1,6 @@
 #include "batch/batch_job.h"
 
+#include <cstdio>
 #include <ctime>
 #include <exception>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "base/failure_text.h"
 #include "base/names.h"
 #include "batch/batch_files.h"
+#include "batch/batch_person.h"
 #include "batch/batch_recording.h"
 #include "export/export_folder.h"
 
@@ -58,55 +60,45 @@ void announce_total(Engine& engine, const std::vector<BatchGroup>& groups) {
                          : "No recordings (.txt raw ECG or .csv Kubios) found in that folder.";
 }
 
-// The columns and report entries of one person, in the order of the files.
-struct PersonResults {
-  std::vector<LogPowerColumn> columns;
-  std::vector<BatchReportEntry> entries;
-};
+// Tells of a file far too long or too large; what is no recording has always been passed over.
+void tell_left_out(NoResult reason, const std::string& path) {
+  if (reason != NoResult::too_long && reason != NoResult::too_large) return;
+  const std::string why(reason_text(reason));
+  std::fprintf(stderr, "Left out of the batch, as it %s: %s\n", why.c_str(), path.c_str());
+}
 
-PersonResults analyse_group(Engine& engine, const BatchGroup& group,
-                            const AnalysisSettings& settings) {
-  PersonResults results;
+void analyse_group(Engine& engine, const BatchGroup& group, const AnalysisSettings& settings,
+                   BatchPerson& person) {
   for (const std::string& path : group.paths) {
     say(engine, "Processing " + group.label + " / " + std::string(file_name_of(path)));
-    if (auto result = analyse_file(path, settings)) {
-      results.columns.push_back(std::move(result->column));
-      results.entries.push_back(std::move(result->entry));
+    BatchOutcome outcome = analyse_file(path, settings);
+    if (outcome.result) {
+      person.add(std::move(outcome.result->column), std::move(outcome.result->entry));
+    } else {
+      tell_left_out(outcome.reason, path);
     }
     const SessionLock hold(engine.lock);
     ++engine.batch_done;
   }
-  return results;
-}
-
-// Writes a person's table and report; throws with the system's reason when the folder cannot be
-// made. The result is the report's.
-WriteResult write_person(const std::string& exports_dir, const std::string& group_label,
-                         const BatchArguments& arguments, PersonResults results) {
-  const ReportSettings& settings = arguments.settings;
-  const std::string label = export_base_name(sanitise_name(group_label));
-  FolderWriter folder(make_export_folder(exports_dir, label));
-  folder.write(label + "_TVN_logpower.csv",
-               log_power_table(results.columns, settings.cycle_seconds));
-  BatchReport report{label, batch_table(settings, std::time(nullptr)), sex_letter(settings.sex),
-                     settings.age, std::move(results.entries)};
-  return folder.write(label + "_report.pdf", batch_report_pdf(std::move(report)));
 }
 
 std::size_t write_reports(Engine& engine, const BatchArguments& arguments) {
   const std::vector<BatchGroup> groups =
       find_recordings(arguments.root, arguments.single, arguments.name);
   announce_total(engine, groups);
-  const ReportSettings& settings = arguments.settings;
-  const AnalysisSettings analysis{sex_letter(settings.sex), settings.age, settings.cycle_seconds};
+  const std::string exports_dir = engine.data_dir + "/exports";
+  const AnalysisSettings analysis = analysis_settings(arguments.settings);
   std::size_t reports = 0;
   std::error_code failure;
   for (const BatchGroup& group : groups) {
-    PersonResults results = analyse_group(engine, group, analysis);
-    if (results.entries.empty()) continue;
-    const std::string exports_dir = engine.data_dir + "/exports";
-    const WriteResult report =
-        write_person(exports_dir, group.label, arguments, std::move(results));
+    BatchPerson person(exports_dir);
+    analyse_group(engine, group, analysis, person);
+    if (person.is_empty()) continue;
+    const std::string label = person_label(group.label);
+    const WriteResult report = person
+                                   .write(make_export_folder(exports_dir, label), label,
+                                          {arguments.settings, report_date(std::time(nullptr))})
+                                   .report;
     if (report) ++reports;
     if (!report) failure = report.error;
   }

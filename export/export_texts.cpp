@@ -86,8 +86,12 @@ std::string log_power_table(std::span<const LogPowerColumn> columns, double cycl
   return text + '\n';
 }
 
-ReportTable batch_table(const ReportSettings& settings, std::time_t date) {
-  return {{"Date", local_time_text(date, "%Y-%m-%d %H:%M")},
+std::string report_date(std::time_t when) {
+  return local_time_text(when, "%Y-%m-%d %H:%M");
+}
+
+ReportTable batch_table(const ReportSettings& settings, const std::string& date) {
+  return {{"Date", date},
           {"Sex / Age", settings.sex + " / " + std::to_string(settings.age)},
           {"Periods",
            "in " + json_number(settings.indur) + " s / out " + json_number(settings.outdur) + " s"},
@@ -97,7 +101,7 @@ ReportTable batch_table(const ReportSettings& settings, std::time_t date) {
 ReportTable recording_table(const ReportSettings& settings, std::time_t date, std::size_t n_cycles,
                             std::size_t n_samples, std::size_t r_peaks,
                             std::span<const Marker> markers) {
-  ReportTable table = batch_table(settings, date);
+  ReportTable table = batch_table(settings, report_date(date));
   const double frequency = round_to(1 / settings.cycle_seconds, 10000);
   const double duration = round_to(static_cast<double>(n_samples) / k_ecg_rate, 10);
   table.emplace_back("Expected frequency", json_number(frequency) + " Hz");

@@ -38,8 +38,11 @@ struct ReportSettings {
   double indur = 5, outdur = 11, cycle_seconds = 16;  // seconds
 };
 
-// Date, person and breathing; date: local time.
-ReportTable batch_table(const ReportSettings& settings, std::time_t date);
+// How reports tell a date: local time, "2026-01-31 09:30".
+std::string report_date(std::time_t when);
+
+// Date, person and breathing; date: of report_date.
+ReportTable batch_table(const ReportSettings& settings, const std::string& date);
 
 // Besides these what is particular to a recording. r_peaks: number of RR intervals.
 ReportTable recording_table(const ReportSettings& settings, std::time_t date, std::size_t n_cycles,

@@ -25,9 +25,10 @@ std::vector<double> rr_intervals_of(std::span<const double> ecg) {
 
 std::optional<RhythmAnalysis> analyse_rhythm(std::size_t n_samples,
                                              std::span<const double> rr_seconds,
-                                             double cycle_seconds) {
+                                             double cycle_seconds, unsigned threads) {
   if (static_cast<double>(n_samples) < cycle_seconds * k_ecg_rate) return std::nullopt;
-  RhythmAnalysis rhythm{compute_tfr_pictures(n_samples, rr_seconds, cycle_seconds, k_ecg_rate), 0};
+  RhythmAnalysis rhythm{
+      compute_tfr_pictures(n_samples, rr_seconds, cycle_seconds, k_ecg_rate, threads), 0};
   if (!rhythm.tfr.valid) return std::nullopt;
   rhythm.mean_log_power = mean_of_known(rhythm.tfr.cycle_log_power);
   return rhythm;

@@ -32,10 +32,11 @@ struct RhythmAnalysis {
   double mean_log_power = 0;  // over the cycles that have a value; NaN when none has
 };
 
-// The time-frequency part; none for fewer than 3 intervals or less than a breathing cycle.
+// The time-frequency part, on up to two threads; none for fewer than 3 intervals or less than a
+// breathing cycle.
 std::optional<RhythmAnalysis> analyse_rhythm(std::size_t n_samples,
                                              std::span<const double> rr_seconds,
-                                             double cycle_seconds);
+                                             double cycle_seconds, unsigned threads = 2);
 
 struct RhythmImages {
   RgbImage high_time, high_frequency;

@@ -203,16 +203,17 @@ std::vector<uint32_t> picture_columns(std::size_t n_samples) {
   return columns;
 }
 
-// Both pictures, by two threads where a second one is to be had.
-void compute_pictures(const CoarseSignal& signal, double fs, Rows& rows) {
+// Both pictures, by two threads where a second one is asked for and to be had.
+void compute_pictures(const CoarseSignal& signal, double fs, Rows& rows, unsigned threads) {
   const std::vector<uint32_t> columns = picture_columns(signal.n_signal);
   const std::size_t n_rows = rows.frequencies.size(), width = columns.size();
   for (TfrPicture* picture : rows.pictures) {
     *picture = {n_rows, width, std::vector<float>(n_rows * width)};
   }
-  auto other = std::async([&] { compute_rows(signal, fs, columns, rows); });
+  std::future<void> other;
+  if (threads > 1) other = std::async([&] { compute_rows(signal, fs, columns, rows); });
   compute_rows(signal, fs, columns, rows);
-  other.get();
+  if (other.valid()) other.get();
 }
 
 }  // namespace
@@ -223,7 +224,7 @@ std::size_t tfr_matrix_column(std::size_t x, std::size_t width, std::size_t cols
 }
 
 TfrPictures compute_tfr_pictures(std::size_t n_samples, std::span<const double> rr_seconds,
-                                 double cycle_seconds, double fs) {
+                                 double cycle_seconds, double fs, unsigned threads) {
   TfrPictures result;
   if (!(fs >= k_lowest_rate)) return result;
   if (!tfr_possible(n_samples, rr_seconds.size(), cycle_seconds, fs)) return result;
@@ -240,7 +241,7 @@ TfrPictures compute_tfr_pictures(std::size_t n_samples, std::span<const double> 
             static_cast<std::size_t>(result.expected_row),
             {&result.tfr3, &result.tfr10},
             {}};
-  compute_pictures(signal, fs, rows);
+  compute_pictures(signal, fs, rows, threads);
   const TfrScale scale3 = tfr3_scale(rows.expected[0]), scale10 = tfr10_scale(rows.expected[1]);
   result.tfr3_centre = scale3.centre;
   result.tfr3_half_range = scale3.half_range;

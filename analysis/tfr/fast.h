@@ -55,9 +55,10 @@ std::size_t tfr_matrix_column(std::size_t x, std::size_t width, std::size_t cols
 
 // n_samples: length of the recording; the other arguments, and what is refused, as for compute_tfr,
 // and besides sampling rates below 10 Hz, which the coarse grid does not serve.
-// The pictures have min(n_samples, 1200) columns. On two threads, where a second one is to be had.
-// n log n in the recording's length; 6 MB and a few dozen bytes per sample.
+// The pictures have min(n_samples, 1200) columns. On the caller's thread and, where one is to be
+// had, a second one, unless `threads` is 1: for a caller that has work for every core. The numbers
+// are the same. n log n in the recording's length; 6 MB and a few dozen bytes per sample.
 TfrPictures compute_tfr_pictures(std::size_t n_samples, std::span<const double> rr_seconds,
-                                 double cycle_seconds, double fs);
+                                 double cycle_seconds, double fs, unsigned threads = 2);
 
 }  // namespace tvn

@@ -1,6 +1,7 @@
 #include "export/pdf/pdf_file.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/files.h"
 #include "picture/zlib_stream.h"
@@ -62,20 +63,36 @@ std::string pdf_content_object(std::string_view content) {
   return object;
 }
 
+PdfWriter::PdfWriter(ByteSink sink) : sink_(std::move(sink)) {
+  put("%PDF-1.4\n");
+}
+
+void PdfWriter::put(std::string_view bytes) {
+  written_ += bytes.size();
+  sink_(bytes);
+}
+
+void PdfWriter::add(std::string_view object) {
+  xref_ += xref_entry(written_);
+  put(std::to_string(++count_) + " 0 obj\n");
+  put(object);
+  put("\nendobj\n");
+}
+
+void PdfWriter::end() {
+  const std::string xref_offset = std::to_string(written_);
+  const std::string count = std::to_string(count_ + 1);
+  put("xref\n0 " + count + "\n0000000000 65535 f \n");
+  put(xref_);
+  put("trailer\n<< /Size " + count + " /Root 1 0 R >>\nstartxref\n" + xref_offset + "\n%%EOF\n");
+}
+
 std::string pdf_assemble(const std::vector<std::string>& objects) {
-  std::string file = "%PDF-1.4\n";
-  std::string xref;
+  std::string file;
   file.reserve(assembled_size(objects));
-  for (std::size_t k = 0; k < objects.size(); ++k) {
-    xref += xref_entry(file.size());
-    file += std::to_string(k + 1) + " 0 obj\n";
-    file += objects[k];
-    file += "\nendobj\n";
-  }
-  const std::string xref_offset = std::to_string(file.size());
-  const std::string count = std::to_string(objects.size() + 1);
-  file += "xref\n0 " + count + "\n0000000000 65535 f \n" + xref;
-  file += "trailer\n<< /Size " + count + " /Root 1 0 R >>\nstartxref\n" + xref_offset + "\n%%EOF\n";
+  PdfWriter writer([&file](std::string_view bytes) { file += bytes; });
+  for (const std::string& object : objects) writer.add(object);
+  writer.end();
   return file;
 }
 

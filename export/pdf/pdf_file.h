@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,26 @@ std::string jpeg_image_object(std::string_view jpeg, std::uint32_t width, std::u
 
 // The body of a content stream object.
 std::string pdf_content_object(std::string_view content);
+
+// Takes the next bytes of a file.
+using ByteSink = std::function<void(std::string_view)>;
+
+// A file that is written while its objects come, so that they need not all be in memory: object k
+// of the file is the k-th one added, and object 1 is the catalog.
+class PdfWriter {
+ public:
+  explicit PdfWriter(ByteSink sink);
+  void add(std::string_view object);
+  void end();  // the cross-reference table and the trailer
+
+ private:
+  void put(std::string_view bytes);
+
+  ByteSink sink_;
+  std::size_t written_ = 0;  // bytes
+  std::size_t count_ = 0;    // objects
+  std::string xref_;
+};
 
 // The whole file; object k of the file is objects[k - 1], and object 1 is the catalog. Linear.
 std::string pdf_assemble(const std::vector<std::string>& objects);

@@ -96,7 +96,9 @@ std::string page_object(const PageFonts& fonts, std::string_view xobjects, std::
   return object + " >> /Contents " + pdf_reference(contents) + " >>";
 }
 
-PicturePair picture_pair(const RgbImage& high_time, const RgbImage& high_frequency) {
+PicturePair picture_pair(const RgbImage& high_time, const RgbImage& high_frequency,
+                         unsigned threads) {
+  if (threads < 2) return {pdf_picture(high_time), pdf_picture(high_frequency)};
   auto first = std::async([&] { return pdf_picture(high_time); });
   PdfPicture second = pdf_picture(high_frequency);
   return {first.get(), std::move(second)};

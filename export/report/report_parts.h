@@ -55,10 +55,12 @@ struct PageFonts {
 };
 std::string page_object(const PageFonts& fonts, std::string_view xobjects, std::size_t contents);
 
-// Both pictures of a recording, compressed side by side: that takes longest of a whole report.
+// Both pictures of a recording, compressed side by side unless `threads` is 1: that takes longest
+// of a whole report.
 struct PicturePair {
   PdfPicture high_time, high_frequency;
 };
-PicturePair picture_pair(const RgbImage& high_time, const RgbImage& high_frequency);
+PicturePair picture_pair(const RgbImage& high_time, const RgbImage& high_frequency,
+                         unsigned threads = 2);
 
 }  // namespace tvn

@@ -83,7 +83,7 @@ TEST(RecordingTable, ListsTwelveMarkers) {
 
 TEST(BatchTable, LeavesOutWhatBelongsToOneRecording) {
   EXPECT_THAT(
-      batch_table(settings(), 0),
+      batch_table(settings(), report_date(0)),
       ElementsAre(Pair("Date", testing::_), Pair("Sex / Age", "F / 34"),
                   Pair("Periods", "in 5.5 s / out 6.45 s"), Pair("Cycle length", "11.95 s")));
 }
