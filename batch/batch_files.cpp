@@ -15,6 +15,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Adds the files and the folders in `folder`.
+void look_into(const fs::path& folder, std::set<fs::path>& files, std::vector<fs::path>& folders) {
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code unreadable;
+    if (entry->is_regular_file(unreadable)) {
+      files.insert(entry->path());
+    } else if (entry->symlink_status(unreadable).type() == fs::file_type::directory) {
+      folders.push_back(entry->path());
+    }
+  }
+}
+
 // Folder by folder, each on its own: a folder that vanishes or may not be read ends only itself,
 // where the standard library's recursive walk would end as a whole.
 void walk(const std::string& root, std::set<fs::path>& files) {
@@ -22,16 +36,7 @@ void walk(const std::string& root, std::set<fs::path>& files) {
   while (!folders.empty()) {
     const fs::path folder = std::move(folders.back());
     folders.pop_back();
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-      std::error_code unreadable;
-      if (entry->is_regular_file(unreadable)) {
-        files.insert(entry->path());
-      } else if (entry->symlink_status(unreadable).type() == fs::file_type::directory) {
-        folders.push_back(entry->path());
-      }
-    }
+    look_into(folder, files, folders);
   }
 }
 
@@ -42,6 +47,10 @@ bool is_exported_heart_rate(const fs::path& file, const std::set<fs::path>& file
   if (!name.ends_with(k_heart_rate)) return false;
   name.replace(name.size() - k_heart_rate.size(), k_heart_rate.size(), "_ECG.txt");
   return files.contains(file.parent_path() / name);
+}
+
+bool is_recording(const fs::path& file, const std::set<fs::path>& files) {
+  return is_recording_name(file.filename().string()) && !is_exported_heart_rate(file, files);
 }
 
 std::string group_label(const std::string& parent) {
@@ -65,11 +74,11 @@ std::vector<BatchGroup> find_recordings(const std::string& root, bool single,
   walk(root, files);
   std::map<std::string, BatchGroup> groups;
   for (const fs::path& file : files) {
-    if (!is_recording_name(file.filename().string())) continue;
-    if (is_exported_heart_rate(file, files)) continue;
+    if (!is_recording(file, files)) continue;
     const std::string parent = file.parent_path().string();
     BatchGroup& group = groups[single ? "" : parent];
     group.label = !single ? group_label(parent) : batch_name.empty() ? "import" : batch_name;
+    group.folder = single ? root : parent;
     group.paths.push_back(file.string());
   }
   std::vector<BatchGroup> result;
@@ -78,6 +87,18 @@ std::vector<BatchGroup> find_recordings(const std::string& root, bool single,
     result.push_back(std::move(group));
   }
   return result;
+}
+
+BatchGroup recordings_in(const std::string& folder) {
+  std::set<fs::path> files;
+  std::vector<fs::path> below;
+  look_into(folder, files, below);
+  BatchGroup group{group_label(folder), folder, {}};
+  for (const fs::path& file : files) {
+    if (is_recording(file, files)) group.paths.push_back(file.string());
+  }
+  std::sort(group.paths.begin(), group.paths.end());
+  return group;
 }
 
 }  // namespace tvn

@@ -10,6 +10,7 @@ namespace tvn {
 // The recordings of one person.
 struct BatchGroup {
   std::string label;
+  std::string folder;              // where they lie; the root for all as one group
   std::vector<std::string> paths;  // in byte order
 };
 
@@ -24,5 +25,9 @@ bool is_recording_name(std::string_view file_name);
 // cannot be read is left out; a root that cannot be read gives nothing.
 std::vector<BatchGroup> find_recordings(const std::string& root, bool single,
                                         const std::string& batch_name);
+
+// Those in `folder` itself, not below it: one of the groups that find_recordings gives. A folder
+// without any, or that cannot be read, gives a group without paths.
+BatchGroup recordings_in(const std::string& folder);
 
 }  // namespace tvn

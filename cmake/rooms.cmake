@@ -24,6 +24,9 @@ tvn_room(export/report export/pdf analysis/tfr)
 tvn_room(export export/report session)
 tvn_room(batch export)
 
+tvn_room(host/setup assets export/report)
+tvn_room(batch/command host/setup batch)
+
 tvn_room(web/http assets base)
 tvn_room(web/handlers web/http batch)
-tvn_room(host web/handlers sensor/linux sensor/macos)
+tvn_room(host host/setup web/handlers sensor/linux sensor/macos)

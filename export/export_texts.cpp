@@ -15,16 +15,6 @@ namespace {
 constexpr int k_digits = 6;
 constexpr std::size_t k_most_listed_markers = 12;  // what a line of the report holds
 
-std::string csv_field(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"') quoted += '"';
-    quoted += c;
-  }
-  return quoted + '"';
-}
-
 std::string value_field(double value) {
   return std::isnan(value) ? "" : general_text(value, k_digits);
 }
@@ -52,6 +42,22 @@ std::string listed_markers(std::span<const Marker> markers) {
 
 }  // namespace
 
+std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+std::string markers_of_cycle(std::span<const Marker> markers, std::size_t cycle,
+                             double cycle_seconds) {
+  const auto i = static_cast<double>(cycle);
+  return markers_within(markers, i * cycle_seconds, (i + 1) * cycle_seconds);
+}
+
 std::string hr_text(std::span<const double> hr_series) {
   std::string text;
   text.reserve(hr_series.size() * 8);
@@ -69,12 +75,10 @@ std::string log_power_table(std::span<const LogPowerColumn> columns, double cycl
   }
   text += '\n';
   for (std::size_t i = 0; i < n_cycles; ++i) {
-    const double from = static_cast<double>(i) * cycle_seconds;
-    const double to = static_cast<double>(i + 1) * cycle_seconds;
     text += std::to_string(i);
     for (const LogPowerColumn& column : columns) {
       text += ',' + (i < column.values.size() ? value_field(column.values[i]) : "");
-      if (!column.markers.empty()) text += ',' + markers_within(column.markers, from, to);
+      if (!column.markers.empty()) text += ',' + markers_of_cycle(column.markers, i, cycle_seconds);
     }
     text += '\n';
   }

@@ -14,6 +14,14 @@
 
 namespace tvn {
 
+// `text` as a field of a CSV file (RFC 4180): in quotes where it needs them.
+std::string csv_field(const std::string& text);
+
+// The keys of the markers that fall into breathing cycle `cycle`, counted from 0, with spaces
+// between them.
+std::string markers_of_cycle(std::span<const Marker> markers, std::size_t cycle,
+                             double cycle_seconds);
+
 // One heart rate per line, to 6 significant digits.
 std::string hr_text(std::span<const double> hr_series);
 

@@ -1,15 +1,11 @@
-// What start-up needs from the operating system, one file per platform.
+// What serving needs from the operating system, one file per platform.
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include "sensor/ble_driver.h"
 
 namespace tvn {
-
-// The path of the running executable; empty when the system does not tell.
-std::string executable_path();
 
 // The name of the command that opens an address in the default browser.
 const char* browser_command();

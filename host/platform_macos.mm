@@ -1,21 +1,11 @@
 #include "host/platform.h"
 
 #include <fcntl.h>
-#include <mach-o/dyld.h>
 #include <sys/socket.h>
-
-#include <array>
-#include <cstdint>
 
 #include "sensor/macos/mac_ble.h"
 
 namespace tvn {
-
-std::string executable_path() {
-  std::array<char, 4096> path;
-  auto size = static_cast<std::uint32_t>(path.size());
-  return _NSGetExecutablePath(path.data(), &size) == 0 ? std::string(path.data()) : "";
-}
 
 const char* browser_command() {
   return "open";

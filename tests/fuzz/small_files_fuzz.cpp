@@ -8,7 +8,7 @@
 #include <string>
 
 #include "base/files.h"
-#include "host/jpeg_size.h"
+#include "host/setup/jpeg_size.h"
 #include "session/markers.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

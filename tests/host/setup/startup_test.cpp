@@ -1,4 +1,4 @@
-#include "host/startup.h"
+#include "host/setup/startup.h"
 
 #include <gtest/gtest.h>
 

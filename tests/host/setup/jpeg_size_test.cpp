@@ -1,4 +1,4 @@
-#include "host/jpeg_size.h"
+#include "host/setup/jpeg_size.h"
 
 #include <gtest/gtest.h>
 

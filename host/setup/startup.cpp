@@ -1,4 +1,4 @@
-#include "host/startup.h"
+#include "host/setup/startup.h"
 
 #include <sys/stat.h>
 
@@ -8,7 +8,7 @@
 #include "assets/assets.h"
 #include "base/files.h"
 #include "export/report/report_logo.h"
-#include "host/jpeg_size.h"
+#include "host/setup/jpeg_size.h"
 
 namespace tvn {
 namespace {
