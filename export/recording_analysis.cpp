@@ -4,7 +4,7 @@
 #include <exception>
 #include <utility>
 
-#include "analysis/beats/r_peaks.h"
+#include "analysis/beats/running_beats.h"
 #include "analysis/statistics.h"
 #include "analysis/tfr/image.h"
 #include "session/engine.h"
@@ -17,7 +17,8 @@ char sex_letter(std::string_view sex) {
 
 std::vector<double> rr_intervals_of(std::span<const double> ecg) {
   try {
-    return detect_rr_intervals(ecg, k_max_heart_rate, k_ecg_rate);
+    // Which takes no memory for the filtered samples of a long recording.
+    return RunningBeats(k_max_heart_rate, k_ecg_rate).rr_intervals(ecg);
   } catch (const std::exception&) {
     return {};
   }

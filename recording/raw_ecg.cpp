@@ -1,5 +1,7 @@
 #include "recording/raw_ecg.h"
 
+#include <algorithm>
+
 #include "base/decimal.h"
 #include "base/text_lines.h"
 
@@ -28,6 +30,9 @@ std::string_view first_cell(std::string_view line) {
 
 std::vector<double> parse_raw_ecg(std::string_view text, std::size_t most) {
   std::vector<double> samples;
+  // A vector that grows would need twice the memory of a long recording, and more while it does.
+  const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+  samples.reserve(std::min(lines, most));
   while (!text.empty() && samples.size() < most) {
     const std::string_view cell = first_cell(take_line(text));
     if (!holds_only_number_characters(cell)) continue;

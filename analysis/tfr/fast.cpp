@@ -30,6 +30,8 @@ constexpr double k_two_pi = 6.283185307179586;
 // lets through there, some 1e-7.
 constexpr double k_band = 4.8;
 constexpr std::size_t k_least_grid = 64;
+// Columns that are read at a time where all of them are.
+constexpr std::size_t k_stretch = 262'144;
 
 // The transform back to time of n_grid bins, and the reading of columns from it.
 struct TimeGrid {
@@ -76,12 +78,16 @@ class PictureMaker {
     read(picture_columns_, grid_->picture_places, power);
   }
 
-  // Every column.
+  // Every column, half an hour at a time: a day's would take 300 MB on the way.
   std::vector<float> read_all() {
-    std::vector<uint32_t> columns(signal_.n_signal);
-    std::iota(columns.begin(), columns.end(), 0u);
     std::vector<float> power(signal_.n_signal);
-    read(columns, grid_->sampler.places(columns, piece_->offset), power);
+    std::vector<uint32_t> columns;
+    for (std::size_t from = 0; from < power.size(); from += columns.size()) {
+      columns.resize(std::min(k_stretch, power.size() - from));
+      std::iota(columns.begin(), columns.end(), static_cast<uint32_t>(from));
+      read(columns, grid_->sampler.places(columns, piece_->offset),
+           std::span(power).subspan(from, columns.size()));
+    }
     return power;
   }
 
