@@ -30,4 +30,12 @@ void give_back_large_memory() {
 #endif
 }
 
+void return_large_blocks_at_once() {
+#ifdef __GLIBC__
+  constexpr int k_large = 8'000'000;
+  ::mallopt(M_MMAP_THRESHOLD, k_large);      // NOLINT(concurrency-mt-unsafe): as above
+  ::mallopt(M_TRIM_THRESHOLD, 2 * k_large);  // NOLINT(concurrency-mt-unsafe)
+#endif
+}
+
 }  // namespace tvn

@@ -10,4 +10,9 @@ namespace tvn {
 // 0.4 s after a recording of 8 h. Does nothing where the library does so by itself.
 void give_back_large_memory();
 
+// For the start of a program that works on recordings of all lengths, one after the other: blocks
+// of 8 MB and more, which only those of hours need, go back to the system as soon as they are
+// freed, whatever came before.
+void return_large_blocks_at_once();
+
 }  // namespace tvn

@@ -19,6 +19,8 @@ constexpr double k_grid_rate = 10;
 // Room on either side of a piece to fade out in, so that its ends make no jump.
 constexpr std::size_t k_fade_steps = 100;
 constexpr std::size_t k_least_piece = 512;
+// About half an hour of the heart rate.
+constexpr std::size_t k_steps_at_a_time = 20'000;
 constexpr std::size_t k_half_kernel = k_tfr_kernel_points / 2;
 
 std::vector<double> kernel_taps(std::size_t step) {
@@ -70,12 +72,44 @@ std::vector<double> fades(const CoarseSignal& coarse, std::size_t n_steps) {
   return result;
 }
 
-// The jumps of the prolonged heart rate, whose first sample is prolonged[samples_before].
-std::vector<Jump> find_jumps(const std::vector<double>& prolonged, std::size_t samples_before,
-                             std::span<const std::size_t> boundaries, const CoarseSignal& coarse) {
-  const auto value = [&](std::int64_t at) {
-    return prolonged[static_cast<std::size_t>(static_cast<std::int64_t>(samples_before) + at)];
-  };
+// The prolonged heart rate less its mean; all of a day's at once would take 90 MB again.
+struct ProlongedRate {
+  std::span<const double> signal;
+  std::span<const std::size_t> boundaries;
+  double mean;
+
+  void read(std::int64_t first, std::span<double> stretch) const {
+    read_prolonged(signal, boundaries, first, stretch);
+    for (double& value : stretch) value -= mean;
+  }
+  double at(std::int64_t sample) const {
+    double value = 0;
+    read(sample, {&value, 1});
+    return value;
+  }
+};
+
+// The weighted sums of the prolonged rate at every step of the coarse grid, the first of which
+// begins samples_before samples ahead of the rate.
+void sum_steps(const ProlongedRate& rate, std::size_t samples_before,
+               const std::vector<double>& taps, CoarseSignal& coarse) {
+  const std::size_t n_steps = coarse.values.size(), step = coarse.step;
+  std::vector<double> stretch;
+  for (std::size_t from = 0; from < n_steps; from += k_steps_at_a_time) {
+    const std::size_t to = std::min(from + k_steps_at_a_time, n_steps);
+    stretch.resize((to - from) * step + taps.size());
+    rate.read(static_cast<std::int64_t>(from * step) - static_cast<std::int64_t>(samples_before),
+              stretch);
+    for (std::size_t j = from; j < to; ++j) {
+      coarse.values[j] = weighted_sum(stretch.data() + (j - from) * step, taps);
+    }
+  }
+}
+
+// The jumps of the prolonged heart rate.
+std::vector<Jump> find_jumps(const ProlongedRate& rate, const CoarseSignal& coarse) {
+  const auto value = [&rate](std::int64_t at) { return rate.at(at); };
+  const std::span<const std::size_t> boundaries = rate.boundaries;
   std::vector<Jump> jumps = {{0, value(0) - value(-1), false}};
   const std::size_t n = coarse.n_signal;
   const std::size_t ahead = tfr_head_length(n, boundaries) * k_tfr_padding_rounds;
@@ -139,19 +173,15 @@ CoarseSignal make_coarse_signal(std::span<const double> signal,
   const std::size_t signal_steps = signal.size() / coarse.step + 1;
   const std::size_t n_steps = 2 * steps_before + signal_steps;
   const std::size_t samples_before = (steps_before + k_half_kernel) * coarse.step;
-  const std::size_t n_samples = (n_steps + 2 * k_half_kernel) * coarse.step;
-  std::vector<double> prolonged = prolong_by_cycles(signal, boundaries, samples_before,
-                                                    n_samples - samples_before - signal.size());
-  for (double& value : prolonged) value -= coarse.mean;
+  const ProlongedRate rate{signal, boundaries, coarse.mean};
   const std::vector<double> taps = kernel_taps(coarse.step);
   coarse.origin = steps_before;
   coarse.values.resize(n_steps);
   const std::vector<double> faded = fades(coarse, n_steps);
-  for (std::size_t j = 0; j < n_steps; ++j) {
-    coarse.values[j] = weighted_sum(prolonged.data() + j * coarse.step, taps) * faded[j];
-  }
+  sum_steps(rate, samples_before, taps, coarse);
+  for (std::size_t j = 0; j < n_steps; ++j) coarse.values[j] *= faded[j];
   const std::vector<double> tap_sums = sums_from_the_end(taps);
-  for (const Jump& jump : find_jumps(prolonged, samples_before, boundaries, coarse)) {
+  for (const Jump& jump : find_jumps(rate, coarse)) {
     const auto begin = static_cast<std::int64_t>(samples_before) + jump.at + (jump.ends ? 1 : 0);
     coarse.jumps.push_back({jump, level_values(jump.ends, begin, tap_sums, coarse.step, faded)});
   }

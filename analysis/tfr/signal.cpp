@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 #include "analysis/rhythm/rate_bumps.h"
@@ -22,8 +23,8 @@ constexpr double k_max_sd_to_clean = 12.0;
 constexpr double k_max_samples = 1e15;
 
 // The rates stand behind `reach` values that are not set yet, and before as many.
-std::vector<double> rate_steps(std::size_t n_samples, std::span<const double> rr_seconds,
-                               double fs, std::size_t reach) {
+std::vector<double> rate_steps(std::size_t n_samples, std::span<const double> rr_seconds, double fs,
+                               std::size_t reach) {
   std::vector<double> rates(n_samples + 2 * reach);
   std::size_t j = 0;
   double elapsed = rr_seconds[0];
@@ -60,8 +61,9 @@ void reflect_ends(std::vector<double>& padded, std::size_t reach) {
 
 // The rates are constant from beat to beat, and so a weighted mean over a window is made of few
 // terms: the value at the window's end, plus for each step within the window the difference times
-// the sum of the weights before it. In place, as a window reads only what lies behind the value that
-// it gives: a day's rates take 90 MB. padded: with n_points values beside the rates at either end.
+// the sum of the weights before it. In place, as a window reads only what lies behind the value
+// that it gives: a day's rates take 90 MB. padded: with n_points values beside the rates at either
+// end.
 std::vector<double> smooth_steps(std::vector<double> padded, std::size_t n_points) {
   const std::vector<double> weight_before = cumulative_hann(n_points);
   reflect_ends(padded, n_points);
@@ -120,22 +122,34 @@ std::size_t tfr_tail_length(std::size_t n_signal, std::span<const std::size_t> b
   return last_begin < n_signal ? n_signal - last_begin : std::min(boundaries[1], n_signal);
 }
 
+void read_prolonged(std::span<const double> signal, std::span<const std::size_t> boundaries,
+                    std::int64_t first, std::span<double> stretch) {
+  const auto n = static_cast<std::int64_t>(signal.size());
+  const auto head = static_cast<std::int64_t>(tfr_head_length(signal.size(), boundaries));
+  const auto tail = static_cast<std::int64_t>(tfr_tail_length(signal.size(), boundaries));
+  constexpr auto k_rounds = static_cast<std::int64_t>(k_tfr_padding_rounds);
+  const auto value = [signal](std::int64_t at) { return signal[static_cast<std::size_t>(at)]; };
+  // Counted from the signal outwards, as the stretch may begin in the middle of a copy.
+  const auto ahead = [&](std::int64_t k) {
+    const std::int64_t round = k_rounds - 1 - k / head, from_end = k % head;
+    return round < 0 ? 0 : value(round % 2 == 0 ? from_end : head - 1 - from_end);
+  };
+  const auto behind = [&](std::int64_t k) {
+    const std::int64_t round = k / tail, at = k % tail;
+    return round >= k_rounds ? 0 : value(round % 2 == 0 ? n - 1 - at : n - tail + at);
+  };
+  std::int64_t at = first;
+  for (double& sample : stretch) {
+    sample = at < 0 ? ahead(-1 - at) : at < n ? value(at) : behind(at - n);
+    ++at;
+  }
+}
+
 std::vector<double> prolong_by_cycles(std::span<const double> signal,
                                       std::span<const std::size_t> boundaries, std::size_t before,
                                       std::size_t after) {
-  const std::size_t n = signal.size();
-  const std::size_t head = tfr_head_length(n, boundaries), tail = tfr_tail_length(n, boundaries);
-  std::vector<double> result(before + n + after);
-  std::copy(signal.begin(), signal.end(), result.begin() + static_cast<std::ptrdiff_t>(before));
-  // Counted from the signal outwards, as the result may reach into the middle of a copy.
-  for (std::size_t k = 0; k < std::min(before, head * k_tfr_padding_rounds); ++k) {
-    const std::size_t round = k_tfr_padding_rounds - 1 - k / head, from_end = k % head;
-    result[before - 1 - k] = signal[round % 2 == 0 ? from_end : head - 1 - from_end];
-  }
-  for (std::size_t k = 0; k < std::min(after, tail * k_tfr_padding_rounds); ++k) {
-    const std::size_t round = k / tail, at = k % tail;
-    result[before + n + k] = signal[round % 2 == 0 ? n - 1 - at : n - tail + at];
-  }
+  std::vector<double> result(before + signal.size() + after);
+  read_prolonged(signal, boundaries, -static_cast<std::int64_t>(before), result);
   return result;
 }
 

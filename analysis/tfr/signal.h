@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -47,6 +48,11 @@ std::vector<std::size_t> cycle_boundaries(std::size_t n_samples, double cycle_se
 std::vector<double> prolong_by_cycles(std::span<const double> signal,
                                       std::span<const std::size_t> boundaries, std::size_t before,
                                       std::size_t after);
+
+// The samples first, first + 1, ... of the prolonged signal, counted from the signal's own first
+// one, without the rest of it. Linear in the stretch.
+void read_prolonged(std::span<const double> signal, std::span<const std::size_t> boundaries,
+                    std::int64_t first, std::span<double> stretch);
 
 // Lengths of the first cycle and of the copied end, of which 50 copies stand before and behind.
 std::size_t tfr_head_length(std::size_t n_signal, std::span<const std::size_t> boundaries);

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "base/files.h"
+#include "base/free_memory.h"
 #include "base/version.h"
 #include "batch/command/batch_run.h"
 #include "batch/command/options.h"
@@ -127,6 +128,7 @@ int work(Options options) {
 int main(int argc, char** argv) {
   // Writing a file that is larger than a limit allows must return an error.
   std::signal(SIGXFSZ, SIG_IGN);
+  tvn::return_large_blocks_at_once();
   const unsigned cores = std::max(std::thread::hardware_concurrency(), 1U);
   const auto [options, fault] = tvn::parse_options(argc, argv, cores);
   if (!fault.empty()) {

@@ -12,7 +12,7 @@ int main(int count, char** arguments) {
     std::fprintf(stderr, "%s is no number of minutes\n", arguments[1]);
     return 2;
   }
-  tvn::keep_memory_in_one_place();  // as the program does
+  tvn::give_back_large_memory();  // as the program does
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const bool replays = tvn::soak::soak_replays(minutes / 2);
   const bool live = tvn::soak::soak_live_run(minutes / 2);
