@@ -1,0 +1,81 @@
+#include "batch/command/options.h"
+
+#include <getopt.h>
+#include <gmock/gmock.h>
+
+namespace tvn {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+ParsedOptions parse(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), "talvern-batch");
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  optind = 0;  // getopt starts anew
+  return parse_options(static_cast<int>(arguments.size()), argv.data(), 4);
+}
+
+TEST(BatchOptions, AreThePagesWithoutAny) {
+  const auto [options, fault] = parse({"data"});
+  EXPECT_EQ(fault, "");
+  EXPECT_EQ(options.task, Task::run);
+  EXPECT_THAT(options.arguments, ElementsAre("data"));
+  EXPECT_EQ(options.values.report.sex, "M");
+  EXPECT_EQ(options.values.report.age, 40);
+  EXPECT_EQ(options.values.report.indur, 5);
+  EXPECT_EQ(options.values.report.outdur, 11);
+  EXPECT_EQ(options.values.report.cycle_seconds, 16);
+  EXPECT_EQ(options.values.rate, 130);
+  EXPECT_EQ(options.jobs, 4u);
+}
+
+TEST(BatchOptions, AllOfThem) {
+  const auto [options, fault] =
+      parse({"--in=4", "a",        "--out", "6.004",  "--sex", "f",        "--age=33",
+             "--rate", "360.5",    "-oout", "-j",     "3",     "--resume", "--json",
+             "-q",     "--single", "anna",  "--date", "d",     "--",       "-b"});
+  EXPECT_EQ(fault, "");
+  EXPECT_THAT(options.arguments, ElementsAre("a", "-b"));
+  EXPECT_EQ(options.values.report.sex, "F");
+  EXPECT_EQ(options.values.report.age, 33);
+  EXPECT_EQ(options.values.report.outdur, 6);
+  EXPECT_EQ(options.values.report.cycle_seconds, 10);
+  EXPECT_EQ(options.values.rate, 360.5);
+  EXPECT_EQ(options.values.date, "d");
+  EXPECT_EQ(options.output, "out");
+  EXPECT_EQ(options.jobs, 3u);
+  EXPECT_TRUE(options.resume && options.json && options.quiet);
+  EXPECT_EQ(options.single, "anna");
+}
+
+TEST(BatchOptions, ImpossibleValuesAreFaults) {
+  for (const std::string option : {"--in=0", "--in=", "--out=601", "--age=40.5", "--age=121",
+                                   "--age=-1", "--sex=X", "--rate=19", "--rate=1e9", "--rate=nan",
+                                   "--jobs=0", "--jobs=2000", "--in=5s", "--age=0x10"}) {
+    const std::string name = option.substr(0, option.find('='));
+    EXPECT_THAT(parse({option, "data"}).fault, HasSubstr(name)) << option;
+  }
+}
+
+TEST(BatchOptions, WhatDoesNotGoTogetherIsAFault) {
+  using Arguments = std::vector<std::string>;
+  for (const Arguments& arguments :
+       {Arguments{}, Arguments{"--nonsense", "d"}, Arguments{"d", "--output"},
+        Arguments{"--people=p", "--age=3", "d"}, Arguments{"--people=p", "--single=x", "d"},
+        Arguments{"--list", "--single=x", "d"}, Arguments{"--group-file=-", "d"},
+        Arguments{"--group-file=-", "--rate=200"}, Arguments{"--group-file=-", "--list"},
+        Arguments{"--tables", "f"}}) {
+    EXPECT_NE(parse(arguments).fault, "") << testing::PrintToString(arguments);
+  }
+  EXPECT_EQ(parse({"--nonsense", "d"}).fault, "no option --nonsense");
+  EXPECT_EQ(parse({"d", "--output"}).fault, "no value for --output");
+  EXPECT_EQ(parse({"--group-file=-", "--resume", "--json", "-j2"}).fault, "");
+  EXPECT_EQ(parse({"--tables", "-oout", "f"}).fault, "");
+  EXPECT_EQ(parse({"--version", "--nonsense"}).fault, "");
+}
+
+}  // namespace
+}  // namespace tvn
