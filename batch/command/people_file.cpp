@@ -67,7 +67,8 @@ class People {
   People(const std::string& name, std::vector<PersonPlan>& plans) : name_(name), plans_(plans) {
     for (PersonPlan& plan : plans) {
       std::string path = plain_path(plan.folder);
-      by_name_.emplace(file_name_of(path), Folder{std::move(path), &plan});
+      std::string last(file_name_of(path));
+      by_name_.emplace(std::move(last), Folder{std::move(path), &plan});
     }
   }
 
@@ -141,8 +142,9 @@ class People {
       fault("age must be whole years to 120, not '" + cells[2] + "'");
     report.sex = sex == "f" ? "F" : "M";
     report.age = age ? truncate_to<std::int32_t>(*age) : 0;
-    report = breathing(report, breath(cells[3], "in", report.indur),
-                       breath(cells[4], "out", report.outdur));
+    const double in = breath(cells[3], "in", report.indur);
+    const double out = breath(cells[4], "out", report.outdur);
+    report = breathing(report, in, out);
     plan.settings.own_values = true;
   }
 

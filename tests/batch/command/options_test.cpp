@@ -3,6 +3,10 @@
 #include <getopt.h>
 #include <gmock/gmock.h>
 
+#include <set>
+
+#include "base/files.h"
+
 namespace tvn {
 namespace {
 
@@ -16,6 +20,23 @@ ParsedOptions parse(std::vector<std::string> arguments) {
   argv.push_back(nullptr);
   optind = 0;  // getopt starts anew
   return parse_options(static_cast<int>(arguments.size()), argv.data(), 4);
+}
+
+// Every option that --help tells stands in the man page, and the other way round.
+TEST(BatchOptions, TheManualHasThemAll) {
+  std::string manual;
+  ASSERT_TRUE(read_file(TVN_SOURCE_DIR "/doc/talvern-batch.1", manual));
+  const auto names = [](const std::string& text, const std::string& before) {
+    std::set<std::string> names;
+    for (std::size_t at = 0; (at = text.find(before, at)) != std::string::npos;) {
+      at += before.size();
+      names.insert(text.substr(at, text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at) - at));
+    }
+    return names;
+  };
+  const std::set<std::string> told = names(k_help, " --");
+  EXPECT_EQ(told.size(), 18u);
+  EXPECT_EQ(names(manual, "Fl -"), told);
 }
 
 TEST(BatchOptions, AreThePagesWithoutAny) {
