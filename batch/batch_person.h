@@ -22,7 +22,7 @@ struct PersonSettings {
 
 AnalysisSettings analysis_settings(const ReportSettings& settings);
 
-// Collects a person's recordings. Memory for some tens of megabytes and a few hundred bytes per
+// Collects a person's recordings. Memory for 8 MB of pages and a few hundred bytes per
 // recording: what does not fit waits in a nameless file in `spill_folder`.
 class BatchPerson {
  public:

@@ -26,7 +26,7 @@ inline constexpr int k_exit_by_signal = 128;  // plus its number, as shells have
 // their order depend on the plan alone. Ends after the recordings under way once stop_signal() is
 // set: then persons whose recordings were not all done have no folder, and there are no tables.
 // Returns the exit status. Memory: a recording per job (10 MB for 5 minutes), some 200 bytes per
-// recording of the plan and 40 MB at most for the results of one person.
+// recording of the plan and 8 MB at most for the pages of one person.
 int run_batch_command(const std::vector<PersonPlan>& plans, const RunOptions& options);
 
 }  // namespace tvn

@@ -17,7 +17,7 @@ class EntrySpill {
  public:
   // `folder` is where the file is made when the first one is needed; its name is taken away at
   // once.
-  explicit EntrySpill(std::string folder, std::size_t bytes_in_memory = 32'000'000);
+  explicit EntrySpill(std::string folder, std::size_t bytes_in_memory = 8'000'000);
 
   // Adds a recording; on a failure to write, error() tells it from then on.
   void add(BatchReportEntry entry);

@@ -100,6 +100,16 @@ TEST(BatchReport, TheFirstPageNamesThePersonAndWarns) {
   EXPECT_THAT(pdf_texts(page), Not(Contains("Recording: Group")));
 }
 
+TEST(BatchReport, ThePersonsOwnValuesNeedNoWarning) {
+  BatchReport report = batch(1);
+  const std::string general = pdf_pages(batch_report_pdf(report)).at(0);
+  report.own_values = true;
+  const std::string own = pdf_pages(batch_report_pdf(report)).at(0);
+  EXPECT_THAT(pdf_texts(general), Contains(HasSubstr("were not set per person")));
+  EXPECT_THAT(pdf_texts(own), Not(Contains(HasSubstr("were not set per person"))));
+  EXPECT_EQ(strip_bases(own), strip_bases(general));
+}
+
 TEST(BatchReport, EachRecordingHasAPageOfItsOwn) {
   const LogoInPlace logo("jpeg", 700, 175);
   const std::string file = batch_report_pdf(batch(3));

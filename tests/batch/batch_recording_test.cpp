@@ -1,0 +1,113 @@
+#include "batch/batch_recording.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <filesystem>
+
+#include "base/files.h"
+#include "session/analysis_pass.h"
+#include "tests/analysis/synthetic_ecg.h"
+#include "tests/temporary_folder.h"
+
+namespace tvn {
+namespace {
+
+class BatchRecordingTest : public testing::Test {
+ protected:
+  std::string add(const std::string& text, const std::string& name = "r.txt") {
+    EXPECT_TRUE(write_file(folder_ / name, text));
+    return folder_ / name;
+  }
+  std::string add_ecg(const synthetic::EcgSettings& settings) {
+    std::string text;
+    for (const double sample : synthetic::make_ecg(settings)) {
+      text += std::to_string(std::lround(sample)) + "\n";
+    }
+    return add(text);
+  }
+  NoResult reason_for(const std::string& text) {
+    const BatchOutcome outcome = analyse_file(add(text), {});
+    EXPECT_FALSE(outcome.result);
+    return outcome.reason;
+  }
+  static std::string kubios(const std::string& rows) {
+    return "Kubios\nRR INTERVAL DATA\n" + rows;
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(BatchRecordingTest, SaysWhyAFileGivesNothing) {
+  EXPECT_EQ(reason_for(""), NoResult::no_samples);
+  EXPECT_EQ(reason_for("a\nb\n"), NoResult::no_samples);
+  EXPECT_EQ(reason_for("1\n2\n"), NoResult::few_beats);
+  EXPECT_EQ(reason_for(kubios(",1,0.8\n,2,0.8\n")), NoResult::few_beats);
+  EXPECT_EQ(reason_for(kubios(",1,0.8\n,2,0.8\n,3,0.8\n")), NoResult::too_short);
+  EXPECT_EQ(reason_for(kubios(",1,-0.8\n,2,-0.8\n,3,-0.9\n,4,90\n,5,-0.7\n")),
+            NoResult::odd_intervals);
+  EXPECT_EQ(reason_for(kubios(",1,1e300\n,2,1e300\n,3,1e300\n,4,1e308\n")), NoResult::too_long);
+  EXPECT_EQ(analyse_file(folder_ / "none.txt", {}).reason, NoResult::unreadable);
+  const std::string hole = add("");
+  std::filesystem::resize_file(hole, 2'000'000'000'000);
+  EXPECT_EQ(analyse_file(hole, {}).reason, NoResult::too_large);
+}
+
+// A pulse every 100 samples is one every 100 / 130 s.
+TEST_F(BatchRecordingTest, TellsLengthBeatsAndRate) {
+  std::string text = "Kubios\nRR INTERVAL DATA\n";
+  for (int i = 0; i < 50; ++i) text += ",1,0.75\n";
+  const BatchOutcome outcome = analyse_file(add(text), {});
+  ASSERT_TRUE(outcome.result);
+  EXPECT_EQ(outcome.result->numbers.seconds, 37.5);
+  EXPECT_EQ(outcome.result->numbers.beats, 50u);
+  EXPECT_DOUBLE_EQ(outcome.result->numbers.mean_heart_rate, 80);
+  EXPECT_TRUE(std::isnan(outcome.result->numbers.last_tvn));  // of intervals that are all equal
+  EXPECT_FALSE(outcome.result->numbers.is_no_heart);
+}
+
+// What the page shows at the end of a replay of the same samples.
+TEST_F(BatchRecordingTest, TheLastTvnIsThatOfTheRun) {
+  synthetic::EcgSettings settings;
+  settings.seconds = 120;
+  const std::string path = add_ecg(settings);
+  std::vector<double> samples = synthetic::make_ecg(settings);
+  for (double& sample : samples) sample = std::round(sample);
+  const auto pass = compute_pass(EcgBuffer(samples).view(samples.size()), 16);
+  const BatchOutcome outcome = analyse_file(path, {});
+  ASSERT_TRUE(pass && outcome.result);
+  EXPECT_EQ(outcome.result->numbers.last_tvn, pass->tvn);
+  EXPECT_EQ(static_cast<int>(outcome.result->numbers.beats), pass->rr_count);
+}
+
+TEST_F(BatchRecordingTest, AnotherRateIsResampledAsAnImportIs) {
+  synthetic::EcgSettings settings;
+  settings.seconds = 120;
+  settings.fs = 360;
+  const std::string path = add_ecg(settings);
+  const BatchOutcome outcome = analyse_file(path, {}, {360, 1});
+  ASSERT_TRUE(outcome.result);
+  EXPECT_EQ(outcome.result->numbers.seconds, 120);
+  EXPECT_NEAR(outcome.result->numbers.mean_heart_rate, 60 / 0.85, 1);
+  EXPECT_FALSE(outcome.result->numbers.is_no_heart);
+  // At a wrong rate a beat would take 0.85 * 360 / 130 s.
+  const BatchOutcome wrong = analyse_file(path, {});
+  ASSERT_TRUE(wrong.result);
+  EXPECT_TRUE(wrong.result->numbers.is_no_heart);
+}
+
+TEST_F(BatchRecordingTest, OneThreadGivesTheSameBytes) {
+  synthetic::EcgSettings settings;
+  settings.seconds = 90;
+  const std::string path = add_ecg(settings);
+  const BatchOutcome one = analyse_file(path, {}, {130, 1}), two = analyse_file(path, {});
+  ASSERT_TRUE(one.result && two.result);
+  EXPECT_EQ(one.result->column.values, two.result->column.values);
+  EXPECT_EQ(one.result->entry.page.content, two.result->entry.page.content);
+  EXPECT_EQ(one.result->entry.page.high_time.object, two.result->entry.page.high_time.object);
+  EXPECT_EQ(one.result->entry.page.high_frequency.object,
+            two.result->entry.page.high_frequency.object);
+}
+
+}  // namespace
+}  // namespace tvn

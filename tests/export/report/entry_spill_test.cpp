@@ -1,0 +1,71 @@
+#include "export/report/entry_spill.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/file_limit.h"
+#include "tests/temporary_folder.h"
+
+namespace tvn {
+namespace {
+
+BatchReportEntry entry(int i) {
+  BatchReportEntry entry;
+  entry.name = "r" + std::to_string(i);
+  entry.cycle_values = {8.0 + i};
+  entry.mean = 8.0 + i;
+  entry.page.content = std::string(static_cast<std::size_t>(100 + i), 'c');
+  entry.page.high_time.object = std::string(static_cast<std::size_t>(1000 * i), '3');
+  entry.page.high_frequency.object = "ten" + std::to_string(i);
+  return entry;
+}
+
+std::string report_of(EntrySpill& spill) {
+  std::string file;
+  write_batch_report({"anna", {}, 'F', 30}, spill.entries(),
+                     [&](std::size_t i) { return spill.take_page(i); },
+                     [&](std::string_view bytes) { file += bytes; });
+  return file;
+}
+
+TEST(EntrySpill, WhereThePagesWaitedDoesNotShow) {
+  const TemporaryFolder folder;
+  BatchReport report;
+  report.name = "anna";
+  report.sex = 'F';
+  report.age = 30;
+  for (int i = 0; i < 40; ++i) report.recordings.push_back(entry(i));
+  const std::string wanted = batch_report_pdf(std::move(report));
+  for (const std::size_t limit : {0u, 50'000u, 32'000'000u}) {
+    EntrySpill spill(folder.path(), limit);
+    for (int i = 0; i < 40; ++i) spill.add(entry(i));
+    EXPECT_EQ(report_of(spill), wanted) << limit;
+    EXPECT_FALSE(spill.error());
+  }
+}
+
+TEST(EntrySpill, ItsFileHasNoName) {
+  const TemporaryFolder folder;
+  EntrySpill spill(folder.path(), 0);
+  spill.add(entry(3));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  EXPECT_EQ(spill.entries()[0].name, "r3");
+  EXPECT_TRUE(spill.entries()[0].page.content.empty());
+}
+
+TEST(EntrySpill, WithoutRoomItTellsWhy) {
+  const TemporaryFolder folder;
+  {
+    const FileLimit full(1500);
+    EntrySpill spill(folder.path(), 0);
+    for (int i = 0; i < 3; ++i) spill.add(entry(i));
+    EXPECT_EQ(spill.error(), std::errc::file_too_large);
+  }
+  EntrySpill nowhere(folder / "none", 0);
+  nowhere.add(entry(1));
+  EXPECT_EQ(nowhere.error(), std::errc::no_such_file_or_directory);
+}
+
+}  // namespace
+}  // namespace tvn
