@@ -74,7 +74,7 @@ Read kubios_beats(std::vector<double> intervals) {
 Read ecg_beats(const std::string& path, std::string content, double rate) {
   const double most = static_cast<double>(k_longest_recording) * std::max(rate / k_ecg_rate, 1.0);
   std::vector<double> samples = parse_raw_ecg(content, static_cast<std::size_t>(most) + 1);
-  content = std::string();
+  std::string().swap(content);  // an assignment would keep the memory
   const std::vector<double> ecg = resample_to_130(std::move(samples), rate);
   if (ecg.empty()) return NoResult::no_samples;
   if (ecg.size() > k_longest_recording) return NoResult::too_long;

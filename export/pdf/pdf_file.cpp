@@ -20,6 +20,7 @@ std::string image_object(std::uint32_t width, std::uint32_t height, std::string_
   std::string object = "<< /Type /XObject /Subtype /Image /Width " + std::to_string(width) +
                        " /Height " + std::to_string(height) +
                        " /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /";
+  object.reserve(object.size() + stream.size() + 80);  // as it is kept, often for long
   object += filter;
   object += " /Length " + std::to_string(stream.size()) + " >>\nstream\n";
   object += stream;

@@ -38,7 +38,7 @@ void EntrySpill::write_out(BatchReportPage& page) {
   for (std::string* piece : {&page.content, &page.high_time.object, &page.high_frequency.object}) {
     if (!error_) error_ = write_all(file_.get(), *piece);
     file_size_ += piece->size();
-    *piece = std::string();
+    std::string().swap(*piece);  // an assignment would keep the memory
   }
 }
 
