@@ -48,6 +48,7 @@ struct Beats {
   std::size_t n_samples = 0;  // of the recording, at 130 per second
   std::vector<double> rr_seconds;
   std::vector<Marker> markers;
+  bool is_raw_ecg = false;
 };
 
 using Read = std::variant<Beats, NoResult>;
@@ -78,7 +79,7 @@ Read ecg_beats(const std::string& path, std::string content, double rate) {
   const std::vector<double> ecg = resample_to_130(std::move(samples), rate);
   if (ecg.empty()) return NoResult::no_samples;
   if (ecg.size() > k_longest_recording) return NoResult::too_long;
-  return Beats{recording_label(path), ecg.size(), rr_intervals_of(ecg), read_markers(path)};
+  return Beats{recording_label(path), ecg.size(), rr_intervals_of(ecg), read_markers(path), true};
 }
 
 Read read_beats(const std::string& path, double rate) {
@@ -100,17 +101,26 @@ double last_tvn(const Beats& beats, double cycle_seconds) {
   return found == series.rend() ? std::numeric_limits<double>::quiet_NaN() : *found;
 }
 
-bool is_no_heart(std::span<const double> rr_seconds) {
-  const auto plausible = std::ranges::count_if(rr_seconds, [](double rr) {
+// The correction of artefacts takes the longest intervals for missed beats, so that at a rate far
+// too low those that are left may look like a heart's: the recording's length tells.
+bool is_no_heart(std::span<const double> rr_seconds, double seconds) {
+  const auto is_plausible = [](double rr) {
     return rr >= k_shortest_plausible_rr && rr <= k_longest_plausible_rr;
-  });
-  return 2 * static_cast<std::size_t>(plausible) < rr_seconds.size();
+  };
+  const auto plausible = std::ranges::count_if(rr_seconds, is_plausible);
+  return 2 * static_cast<std::size_t>(plausible) < rr_seconds.size() ||
+         !is_plausible(seconds / static_cast<double>(rr_seconds.size()));
 }
 
 RecordingNumbers numbers_of(const Beats& beats, std::span<const double> hr_series,
                             double cycle_seconds) {
-  return {static_cast<double>(beats.n_samples) / k_ecg_rate, beats.rr_seconds.size(),
-          mean_of_known(hr_series), last_tvn(beats, cycle_seconds), is_no_heart(beats.rr_seconds)};
+  const double seconds = static_cast<double>(beats.n_samples) / k_ecg_rate;
+  return {seconds,
+          beats.rr_seconds.size(),
+          mean_of_known(hr_series),
+          last_tvn(beats, cycle_seconds),
+          is_no_heart(beats.rr_seconds, seconds),
+          beats.is_raw_ecg};
 }
 
 BatchResult result_of(Beats beats, const RhythmAnalysis& rhythm, const AnalysisSettings& settings,

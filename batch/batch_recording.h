@@ -32,9 +32,10 @@ struct RecordingNumbers {
   std::size_t beats = 0;       // RR intervals
   double mean_heart_rate = 0;  // beats per minute: of the heart-rate series that the report shows
   double last_tvn = 0;         // the last one that is defined; NaN without any
-  // Whether more than half of the intervals are none that a heart has, 0.33 to 1.5 s: then most
-  // likely the sampling rate is another one.
+  // Whether more than half of the intervals are none that a heart has, 0.33 to 1.5 s, or the beats
+  // are fewer or more for the recording's length: then most likely its rate is another one.
   bool is_no_heart = false;
+  bool is_raw_ecg = false;  // and no RR export, which has no rate
 };
 
 struct BatchResult {

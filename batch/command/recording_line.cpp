@@ -49,8 +49,11 @@ double normative_level(const ReportSettings& report) {
 
 std::string warning_of(const BatchResult& result, double rate) {
   if (!result.numbers.is_no_heart) return "";
-  return "most intervals between beats are no heart's: is " + general_text(rate, 6) +
-         " Hz the recording's rate?";
+  const double per_minute = 60 * static_cast<double>(result.numbers.beats) / result.numbers.seconds;
+  const std::string found =
+      "the beats found are no heart's (" + fixed_text(per_minute, 1) + " a minute)";
+  if (!result.numbers.is_raw_ecg) return found;
+  return found + ": is the recording's rate " + general_text(rate, 6) + " Hz?";
 }
 
 std::string recording_line(const PersonPlan& plan, const std::string& path,

@@ -31,9 +31,7 @@ class BatchRecordingTest : public testing::Test {
     EXPECT_FALSE(outcome.result);
     return outcome.reason;
   }
-  static std::string kubios(const std::string& rows) {
-    return "Kubios\nRR INTERVAL DATA\n" + rows;
-  }
+  static std::string kubios(const std::string& rows) { return "Kubios\nRR INTERVAL DATA\n" + rows; }
 
   TemporaryFolder folder_;
 };
@@ -94,6 +92,20 @@ TEST_F(BatchRecordingTest, AnotherRateIsResampledAsAnImportIs) {
   const BatchOutcome wrong = analyse_file(path, {});
   ASSERT_TRUE(wrong.result);
   EXPECT_TRUE(wrong.result->numbers.is_no_heart);
+}
+
+// Of 40 beats in 400 s the intervals that are not taken for artefacts are those of a heart.
+TEST_F(BatchRecordingTest, TooFewBeatsForTheLengthAreNoHearts) {
+  std::vector<double> ecg(52'000);
+  for (std::size_t beat = 0; beat < 40; ++beat) {
+    const std::size_t at = (beat / 4) * 5200 + (beat % 4) * 104 + 500;
+    for (std::size_t i = 0; i < 5; ++i) ecg[at + i] = i == 2 ? 1000 : 400;
+  }
+  std::string text;
+  for (const double sample : ecg) text += std::to_string(sample) + "\n";
+  const BatchOutcome outcome = analyse_file(add(text), {});
+  ASSERT_TRUE(outcome.result);
+  EXPECT_TRUE(outcome.result->numbers.is_no_heart);
 }
 
 TEST_F(BatchRecordingTest, OneThreadGivesTheSameBytes) {

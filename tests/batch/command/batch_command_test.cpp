@@ -338,8 +338,9 @@ TEST_F(BatchCommandTest, WarnsWhenTheBeatsAreNoHearts) {
   add_ecg("A/fast.txt", 120, 1, 360);
   const ProgramEnd end = run({"-q", "-o", out(), root()});
   EXPECT_EQ(end.status, 0);
-  EXPECT_THAT(end.errors, HasSubstr("warning: " + root() + "/A/fast.txt: most intervals"));
-  EXPECT_THAT(content("summary.csv"), HasSubstr("is 130 Hz the recording's rate?\n"));
+  EXPECT_THAT(end.errors,
+              HasSubstr("warning: " + root() + "/A/fast.txt: the beats found are no heart's (2"));
+  EXPECT_THAT(content("summary.csv"), HasSubstr("a minute: is the recording's rate 130 Hz?\n"));
 }
 
 TEST_F(BatchCommandTest, SinglePersonAndTheDataFolderByDefault) {
@@ -386,7 +387,8 @@ TEST_F(BatchCommandTest, ThePagesOfOnePersonTakeLittleMemory) {
   const auto peak_with = [this](int recordings) {
     for (int i = 1; i < recordings; ++i) {
       std::error_code exists;
-      fs::create_hard_link(root() + "/P/0.txt", root() + "/P/" + std::to_string(i) + ".txt", exists);
+      fs::create_hard_link(root() + "/P/0.txt", root() + "/P/" + std::to_string(i) + ".txt",
+                           exists);
     }
     const std::string to = out(std::to_string(recordings));
     const ProgramEnd end = run({"-q", "-j1", "-o", to, root()});

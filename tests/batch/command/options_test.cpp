@@ -26,7 +26,7 @@ ParsedOptions parse(std::vector<std::string> arguments) {
 TEST(BatchOptions, TheManualHasThemAll) {
   std::string manual;
   ASSERT_TRUE(read_file(TVN_SOURCE_DIR "/doc/talvern-batch.1", manual));
-  const auto names = [](const std::string& text, const std::string& before) {
+  const auto options_in = [](const std::string& text, const std::string& before) {
     std::set<std::string> names;
     for (std::size_t at = 0; (at = text.find(before, at)) != std::string::npos;) {
       at += before.size();
@@ -34,9 +34,9 @@ TEST(BatchOptions, TheManualHasThemAll) {
     }
     return names;
   };
-  const std::set<std::string> told = names(k_help, " --");
+  const std::set<std::string> told = options_in(k_help, " --");
   EXPECT_EQ(told.size(), 18u);
-  EXPECT_EQ(names(manual, "Fl -"), told);
+  EXPECT_EQ(options_in(manual, "Fl -"), told);
 }
 
 TEST(BatchOptions, AreThePagesWithoutAny) {

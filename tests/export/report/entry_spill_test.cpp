@@ -23,9 +23,9 @@ BatchReportEntry entry(int i) {
 
 std::string report_of(EntrySpill& spill) {
   std::string file;
-  write_batch_report({"anna", {}, 'F', 30}, spill.entries(),
-                     [&](std::size_t i) { return spill.take_page(i); },
-                     [&](std::string_view bytes) { file += bytes; });
+  write_batch_report(
+      {"anna", {}, 'F', 30}, spill.entries(), [&](std::size_t i) { return spill.take_page(i); },
+      [&](std::string_view bytes) { file += bytes; });
   return file;
 }
 
