@@ -340,7 +340,7 @@ TEST_F(BatchCommandTest, WarnsWhenTheBeatsAreNoHearts) {
   EXPECT_EQ(end.status, 0);
   EXPECT_THAT(end.errors,
               HasSubstr("warning: " + root() + "/A/fast.txt: the beats found are no heart's (2"));
-  EXPECT_THAT(content("summary.csv"), HasSubstr("a minute: is the recording's rate 130 Hz?\n"));
+  EXPECT_THAT(content("summary.csv"), HasSubstr("a minute): is the recording's rate 130 Hz?\n"));
 }
 
 TEST_F(BatchCommandTest, SinglePersonAndTheDataFolderByDefault) {
