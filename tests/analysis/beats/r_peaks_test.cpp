@@ -230,13 +230,6 @@ TEST(RPeaks, EqualThePlainFormOnRandomSignals) {
   }
 }
 
-TEST(RPeaks, InPlaceTheyAreTheSame) {
-  for (const double seconds : {0.0, 1.0, 60.0, 1000.0}) {
-    const std::vector<double> ecg = synthetic::make_ecg(seconds);
-    EXPECT_EQ(detect_rr_intervals_in_place(ecg, 300, 130), detect_rr_intervals(ecg, 300, 130));
-  }
-}
-
 TEST(RPeaks, EqualThePlainFormOnALongRecording) {
   const std::vector<double> ecg = synthetic::make_ecg({.seconds = 1000, .noise_uv = 60});
   EXPECT_EQ(rr_of(ecg), plain::detect_rr_intervals(ecg, 300, k_fs));
