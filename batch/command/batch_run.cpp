@@ -27,7 +27,7 @@ struct Made {
   std::string line;
 };
 
-struct Work {
+struct Task {
   std::size_t plan = 0, path = 0;
 };
 
@@ -62,13 +62,14 @@ class Run {
 
   int execute() {
     finish_done_before(work_.empty() ? plans_.size() : work_.front().plan);
-    const std::size_t taken = work_in_order<Made>(
-        work_.size(), options_.jobs, [] { return stop_signal() == 0; },
+    const Work<Made> work{
+        work_.size(), [] { return stop_signal() == 0; },
         [this](std::size_t i) {
           const PersonPlan& plan = plans_[work_[i].plan];
           return make_recording(plan, plan.paths[work_[i].path]);
         },
-        [this](std::size_t i, Made made) { return take(work_[i], std::move(made)); });
+        [this](std::size_t i, Made made) { return take(work_[i], std::move(made)); }};
+    const std::size_t taken = work_in_order(work, options_.jobs);
     const bool whole = !failed_ && taken == work_.size();
     if (whole && tables_ && !tables_->finish()) failed_ = true;
     if (options_.json && std::fflush(stdout) != 0) fail("standard output cannot be written");
@@ -80,8 +81,8 @@ class Run {
   }
 
  private:
-  std::vector<Work> work_to_do() const {
-    std::vector<Work> work;
+  std::vector<Task> work_to_do() const {
+    std::vector<Task> work;
     for (std::size_t i = 0; i < plans_.size(); ++i) {
       if (is_done_[i]) continue;
       for (std::size_t path = 0; path < plans_[i].paths.size(); ++path) work.push_back({i, path});
@@ -110,9 +111,9 @@ class Run {
     }
   }
 
-  bool take(const Work& work, Made made) {
-    const PersonPlan& plan = plans_[work.plan];
-    const std::string& path = plan.paths[work.path];
+  bool take(const Task& task, Made made) {
+    const PersonPlan& plan = plans_[task.plan];
+    const std::string& path = plan.paths[task.path];
     if (!person_) person_.emplace(options_.output);
     if (made.outcome.result) {
       const std::string warning = warning_of(*made.outcome.result, plan.rate);
@@ -123,8 +124,8 @@ class Run {
     }
     lines_ += made.line;
     progress_.step();
-    if (work.path + 1 < plan.paths.size()) return true;
-    return finish_person(work.plan);
+    if (task.path + 1 < plan.paths.size()) return true;
+    return finish_person(task.plan);
   }
 
   bool finish_person(std::size_t index) {
@@ -187,7 +188,7 @@ class Run {
   const std::vector<PersonPlan>& plans_;
   const RunOptions& options_;
   const std::vector<bool> is_done_;  // by an earlier run
-  const std::vector<Work> work_;
+  const std::vector<Task> work_;
   Progress progress_;
   std::optional<BatchTables> tables_;
   // The person whose recordings come now.

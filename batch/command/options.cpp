@@ -92,6 +92,7 @@ class Parser {
 
   ParsedOptions parse(int argc, char** argv) {
     for (;;) {
+      // NOLINTNEXTLINE(concurrency-mt-unsafe): start-up has one thread
       const int option = ::getopt_long(argc, argv, ":o:j:q", k_options.data(), nullptr);
       if (option == -1) break;
       if (option == '?' || option == ':') {

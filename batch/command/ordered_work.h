@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -18,62 +19,83 @@ namespace tvn {
 // recording does not make the others wait, and some 10 MB at most.
 inline constexpr std::size_t k_results_ahead = 32;
 
-// Calls make(i) for i = 0 .. count - 1 on `threads` threads (1 or more), and take(i, result) for
-// each in this order on the caller's thread. Once go_on() (any thread) is false or take() has
-// returned false, nothing more is begun; what was begun is still made and, unless take() refused,
-// taken. Returns how many were taken. make must not throw. Throws std::system_error when not even
-// one thread can be had.
 template <typename Result>
-std::size_t work_in_order(std::size_t count, unsigned threads, const std::function<bool()>& go_on,
-                          const std::function<Result(std::size_t)>& make,
-                          const std::function<bool(std::size_t, Result)>& take) {
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::map<std::size_t, Result> ready;
-  std::size_t begun = 0, taken = 0;
-  bool refused = false;
-  const std::size_t ahead = k_results_ahead * threads;
+struct Work {
+  std::size_t count;                              // of the pieces
+  std::function<bool()> go_on;                    // any thread
+  std::function<Result(std::size_t)> make;        // any thread; must not throw
+  std::function<bool(std::size_t, Result)> take;  // the caller's thread
+};
 
-  const auto may_begin = [&] { return refused || begun >= count || begun < taken + ahead; };
-  const auto work = [&] {
-    std::unique_lock lock(mutex);
+// See work_in_order.
+template <typename Result>
+class OrderedWork {
+ public:
+  OrderedWork(const Work<Result>& work, unsigned threads)
+      : work_(work), count_(work.count), ahead_(k_results_ahead * threads) {}
+
+  // On every worker's thread.
+  void make_pieces() {
+    std::unique_lock lock(mutex_);
     for (;;) {
-      changed.wait(lock, may_begin);
-      if (refused || begun >= count || !go_on()) break;
-      const std::size_t i = begun++;
+      changed_.wait(lock,
+                    [this] { return refused_ || begun_ >= count_ || begun_ < taken_ + ahead_; });
+      if (refused_ || begun_ >= count_ || !work_.go_on()) break;
+      const std::size_t i = begun_++;
       lock.unlock();
-      Result result = make(i);
+      Result result = work_.make(i);
       lock.lock();
-      ready.emplace(i, std::move(result));
-      changed.notify_all();
+      ready_.emplace(i, std::move(result));
+      changed_.notify_all();
     }
-    count = std::min(count, begun);  // nobody begins another one: the caller waits for these only
-    changed.notify_all();
-  };
+    count_ = std::min(count_, begun_);  // nobody begins another one: these are waited for
+    changed_.notify_all();
+  }
 
+  // On the caller's; returns how many pieces were taken.
+  std::size_t take_pieces() {
+    std::unique_lock lock(mutex_);
+    while (!refused_) {
+      changed_.wait(lock, [this] { return ready_.contains(taken_) || taken_ >= count_; });
+      if (!ready_.contains(taken_)) break;
+      auto next = ready_.extract(taken_);
+      lock.unlock();
+      const bool goes_on = work_.take(next.key(), std::move(next.mapped()));
+      lock.lock();
+      ++taken_;
+      refused_ = !goes_on;
+      changed_.notify_all();
+    }
+    return taken_;
+  }
+
+ private:
+  const Work<Result>& work_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::map<std::size_t, Result> ready_;
+  std::size_t count_, ahead_;
+  std::size_t begun_ = 0, taken_ = 0;
+  bool refused_ = false;
+};
+
+// Calls make(i) for i = 0 .. count - 1 on `threads` threads (1 or more), and take(i, result) for
+// each in this order on the caller's thread. Once go_on() is false or take() has returned false,
+// nothing more is begun; what was begun is still made and, unless take() refused, taken. Returns
+// how many were taken. Throws std::system_error when not even one thread can be had.
+template <typename Result>
+std::size_t work_in_order(const Work<Result>& work, unsigned threads) {
+  OrderedWork<Result> pieces(work, std::max(threads, 1U));
   std::vector<std::jthread> workers;
   for (unsigned i = 0; i < std::max(threads, 1U); ++i) {
     try {
-      workers.emplace_back(work);
+      workers.emplace_back([&pieces] { pieces.make_pieces(); });
     } catch (const std::system_error&) {
       if (workers.empty()) throw;
       break;  // those that are there do all of it
     }
   }
-  std::unique_lock lock(mutex);
-  for (;;) {
-    changed.wait(lock, [&] { return ready.contains(taken) || taken >= count; });
-    if (taken >= count && !ready.contains(taken)) break;
-    auto next = ready.extract(taken);
-    lock.unlock();
-    const bool goes_on = take(next.key(), std::move(next.mapped()));
-    lock.lock();
-    ++taken;
-    if (!goes_on) refused = true;
-    changed.notify_all();
-    if (refused) break;
-  }
-  return taken;
+  return pieces.take_pieces();
 }
 
 }  // namespace tvn

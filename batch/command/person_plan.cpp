@@ -79,10 +79,10 @@ PersonPlan plan_of(BatchGroup group, const std::string& name, const CommonValues
   return plan;
 }
 
-BatchGroup joined(std::map<std::string, BatchGroup> groups, const std::string& folder) {
+BatchGroup joined(const std::map<std::string, BatchGroup>& groups, const std::string& folder) {
   BatchGroup all;
   all.folder = folder;
-  for (auto& [key, group] : groups) {
+  for (const auto& [key, group] : groups) {
     all.paths.insert(all.paths.end(), group.paths.begin(), group.paths.end());
   }
   std::sort(all.paths.begin(), all.paths.end());
@@ -95,7 +95,7 @@ std::vector<PersonPlan> make_plan(const PlanRequest& request) {
   std::map<std::string, BatchGroup> groups = groups_by_folder(request);
   std::vector<PersonPlan> plans;
   if (request.single) {
-    BatchGroup all = joined(std::move(groups), request.folders.front());
+    BatchGroup all = joined(groups, request.folders.front());
     const std::string name = request.single->empty() ? "import" : *request.single;
     if (!all.paths.empty()) plans.push_back(plan_of(std::move(all), name, request.values));
   } else {

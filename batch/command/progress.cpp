@@ -7,6 +7,7 @@
 
 #include "base/clock.h"
 #include "base/number_text.h"
+#include "base/rounding.h"
 
 namespace tvn {
 namespace {
@@ -16,7 +17,7 @@ constexpr double k_between_lines = 10.0;  // seconds
 constexpr std::size_t k_bar_width = 24;
 
 std::string time_left(double seconds) {
-  const auto whole = static_cast<long long>(seconds + 0.5);
+  const auto whole = round_to_integer<std::int64_t>(seconds);
   if (whole < 100) return std::to_string(whole) + " s";
   if (whole < 6000) return std::to_string((whole + 30) / 60) + " min";
   return fixed_text(static_cast<double>(whole) / 3600, 1) + " h";

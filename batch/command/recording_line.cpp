@@ -50,8 +50,7 @@ double normative_level(const ReportSettings& report) {
 std::string warning_of(const BatchResult& result, double rate) {
   if (!result.numbers.is_no_heart) return "";
   const double per_minute = 60 * static_cast<double>(result.numbers.beats) / result.numbers.seconds;
-  const std::string found =
-      "the beats found are no heart's (" + fixed_text(per_minute, 1) + " a minute)";
+  std::string found = "the beats found are no heart's (" + fixed_text(per_minute, 1) + " a minute)";
   if (!result.numbers.is_raw_ecg) return found;
   return found + ": is the recording's rate " + general_text(rate, 6) + " Hz?";
 }

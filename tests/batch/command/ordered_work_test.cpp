@@ -11,6 +11,14 @@ namespace {
 
 const std::function<bool()> k_always = [] { return true; };
 
+template <typename Result>
+std::size_t run(std::size_t count, unsigned threads, std::function<bool()> go_on,
+                std::function<Result(std::size_t)> make,
+                std::function<bool(std::size_t, Result)> take) {
+  return work_in_order(Work<Result>{count, std::move(go_on), std::move(make), std::move(take)},
+                       threads);
+}
+
 // Pieces that take different times, so that later ones are ready first.
 std::size_t make_slowly(std::size_t i) {
   std::this_thread::sleep_for(std::chrono::microseconds(i * 7919 % 1000));
@@ -20,12 +28,12 @@ std::size_t make_slowly(std::size_t i) {
 TEST(OrderedWork, ResultsComeInOrderFromAnyNumberOfThreads) {
   for (const unsigned threads : {1U, 2U, 7U}) {
     std::vector<std::size_t> order, results;
-    const std::size_t taken = work_in_order<std::size_t>(200, threads, k_always, make_slowly,
-                                                         [&](std::size_t i, std::size_t result) {
-                                                           order.push_back(i);
-                                                           results.push_back(result);
-                                                           return true;
-                                                         });
+    const std::size_t taken = run<std::size_t>(200, threads, k_always, make_slowly,
+                                               [&](std::size_t i, std::size_t result) {
+                                                 order.push_back(i);
+                                                 results.push_back(result);
+                                                 return true;
+                                               });
     EXPECT_EQ(taken, 200u);
     std::vector<std::size_t> wanted(200);
     std::iota(wanted.begin(), wanted.end(), 0u);
@@ -37,7 +45,7 @@ TEST(OrderedWork, ResultsComeInOrderFromAnyNumberOfThreads) {
 
 TEST(OrderedWork, NothingToDo) {
   EXPECT_EQ(
-      work_in_order<int>(
+      run<int>(
           0, 3, k_always, [](std::size_t) { return 1; }, [](std::size_t, int) { return true; }),
       0u);
 }
@@ -46,7 +54,7 @@ TEST(OrderedWork, NothingToDo) {
 TEST(OrderedWork, RunsAheadOnlySoFar) {
   std::atomic<std::size_t> begun = 0, furthest = 0;
   std::atomic<bool> first_is_done = false;
-  work_in_order<int>(
+  run<int>(
       1000, 2, k_always,
       [&](std::size_t i) {
         ++begun;
@@ -69,7 +77,7 @@ TEST(OrderedWork, WhatWasBegunIsTakenWhenItIsToEnd) {
   std::atomic<std::size_t> made = 0;
   std::atomic<bool> goes_on = true;
   std::size_t next = 0;
-  const std::size_t taken = work_in_order<std::size_t>(
+  const std::size_t taken = run<std::size_t>(
       1000, 4, [&] { return goes_on.load(); },
       [&](std::size_t i) {
         ++made;
@@ -87,7 +95,7 @@ TEST(OrderedWork, WhatWasBegunIsTakenWhenItIsToEnd) {
 
 TEST(OrderedWork, ARefusalEndsIt) {
   std::atomic<std::size_t> made = 0;
-  const std::size_t taken = work_in_order<int>(
+  const std::size_t taken = run<int>(
       1000, 2, k_always,
       [&](std::size_t) {
         ++made;
