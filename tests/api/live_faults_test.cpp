@@ -194,7 +194,7 @@ TEST_F(LiveFaultsTest, AKillInTheMiddleOfARecoveryLosesNothing) {
   // A start writes one byte to see whether it can, and the two samples.
   const std::int64_t before = 1 + 123'590 + 118'453;
   for (const std::int64_t room :
-       {before, before + bytes / 2, before + bytes, before + bytes + 40}) {
+       {before, before + bytes / 2, before + bytes, before + bytes + 30}) {
     program_.reset();
     fs::remove_all(data_ / "recordings");
     ASSERT_TRUE(write_file(path, journal));

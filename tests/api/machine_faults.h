@@ -13,8 +13,8 @@
 namespace tvn {
 
 struct FaultState {
-  // Bytes that may still be written to regular files (standard output and error excepted); what
-  // goes beyond fails as on a full disk, after as much as fits.
+  // Bytes that may still be written to regular files (standard output and error and the sensor log
+  // excepted); what goes beyond fails as on a full disk, after as much as fits.
   std::atomic<std::int64_t> room{INT64_MAX};
   // The write that goes beyond ends the program by SIGKILL instead, after as much as fits.
   std::atomic<bool> kills_when_full{false};
