@@ -66,11 +66,19 @@ std::int64_t take_room(std::int64_t wanted) {
   return std::min(left, wanted);
 }
 
+bool is_on_disk(std::string_view path) {
+  return !path.starts_with("/dev/") && !path.starts_with("/proc/");
+}
+
 bool is_refused_to_change(const char* path) {
-  const std::string_view text(path);
-  if (g_state == nullptr || !g_state->is_read_only) return false;
-  if (text.starts_with("/dev/") || text.starts_with("/proc/")) return false;
+  if (g_state == nullptr || !g_state->is_read_only || !is_on_disk(path)) return false;
   errno = EROFS;
+  return true;
+}
+
+bool is_refused_to_open(const char* path) {
+  if (g_state == nullptr || !g_state->opens_no_files || !is_on_disk(path)) return false;
+  errno = EMFILE;
   return true;
 }
 
@@ -127,7 +135,8 @@ int open(const char* path, int flags, ...) {
   va_start(rest, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
   va_end(rest);
-  return is_to_write(flags) && is_refused_to_change(path) ? -1 : system_open(path, flags, mode);
+  if (is_refused_to_open(path) || (is_to_write(flags) && is_refused_to_change(path))) return -1;
+  return system_open(path, flags, mode);
 }
 
 int mkdir(const char* path, mode_t mode) {

@@ -20,6 +20,8 @@ struct FaultState {
   std::atomic<bool> kills_when_full{false};
   // Nothing can be written, opened for writing, made, renamed or removed.
   std::atomic<bool> is_read_only{false};
+  // No file can be opened, for want of descriptors; connections can.
+  std::atomic<bool> opens_no_files{false};
   // Threads that can still be had.
   std::atomic<std::int64_t> threads{INT64_MAX};
   // Of the threads begun from now on, the one of this number (1: the next) is refused; 0: none.
