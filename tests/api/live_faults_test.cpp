@@ -248,11 +248,8 @@ TEST_F(LiveFaultsTest, AClockThatIsSetBackChangesNothingButNames) {
   start_live(10.0);
   receive(5.0);
   const double until_jump = elapsed();
-  const double begun = monotonic_seconds();
   machine_->clock_ahead = -3600;
-  std::this_thread::sleep_for(std::chrono::seconds(2));
-  const double wall = monotonic_seconds() - begun;
-  EXPECT_NEAR(elapsed() - until_jump, 10.0 * wall, 6.0 + wall);  // frames of 0.56 s, ten at a time
+  receive(until_jump + 10.0);
   EXPECT_THAT(get("/status"), Not(HasSubstr("\"ecg\":[]"))) << "the trace goes on";
   const std::string hour_ago = local_time_text(std::time(nullptr) - 3600, "%Y%m%d-%H%M");
   const std::string minute_later = local_time_text(std::time(nullptr) - 3540, "%Y%m%d-%H%M");
@@ -267,12 +264,14 @@ TEST_F(LiveFaultsTest, AClockThatIsSetBackChangesNothingButNames) {
 
 TEST_F(LiveFaultsTest, AReplayDoesNotHeedTheClock) {
   EXPECT_EQ(get("/start_replay?file=Sample%201.txt&speed=10"), k_ok);
-  const double begun = monotonic_seconds();
-  const double first = elapsed();
+  double before = elapsed();
   for (const int ahead : {-3600, 86'400, -86'400}) {
     machine_->clock_ahead = ahead;
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    EXPECT_NEAR(elapsed() - first, 10.0 * (monotonic_seconds() - begun), 3.0);
+    const double now = elapsed();
+    EXPECT_GE(now, before + 4.5);
+    EXPECT_LE(now, before + 50.0) << "no jump";
+    before = now;
   }
 }
 
@@ -308,13 +307,17 @@ TEST_F(LiveFaultsTest, AStoppedProgramTakesUpItsRunAgain) {
 }
 
 TEST_F(LiveFaultsTest, AStoppedReplayIsWhereItsTimeIs) {
+  const double asked = monotonic_seconds();
   EXPECT_EQ(get("/start_replay?file=Sample%201.txt&speed=2"), k_ok);
+  EXPECT_TRUE(wait_until([this] { return elapsed() > 0.0; }));
   const double begun = monotonic_seconds();
   program_->send_signal(SIGSTOP);
   std::this_thread::sleep_for(std::chrono::duration<double>(stopped_seconds() / 2));
+  const double least = 2.0 * (monotonic_seconds() - begun);
   program_->send_signal(SIGCONT);
-  EXPECT_TRUE(wait_until(
-      [&] { return std::abs(elapsed() - 2.0 * (monotonic_seconds() - begun)) < 1.0; }, 5.0));
+  EXPECT_TRUE(wait_until([&] { return elapsed() >= least; }, 1.0)) << "at once, not bit by bit";
+  const double seconds = elapsed();
+  EXPECT_LE(seconds, 2.0 * (monotonic_seconds() - asked) + 0.1);
   EXPECT_TRUE(wait_until([this] { return member(get("/status"), "hr") != "null"; }, 10.0));
   EXPECT_EQ(member(get("/status"), "running"), "true");
 }
