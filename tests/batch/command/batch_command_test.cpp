@@ -280,6 +280,9 @@ TEST_F(BatchCommandTest, ResumeTellsOtherSettingsApart) {
   EXPECT_EQ(run({"-q", "-o", out(), root()}).status, 2);
   EXPECT_EQ(run({"-q", "--resume", "--age=41", "-o", out(), root()}).status, 2);
   EXPECT_EQ(files_in(out()), before);
+  // The person's folder alone is in the way, too.
+  fs::remove(out() + "/summary.csv");
+  EXPECT_EQ(run({"-q", "-o", out(), root()}).status, 2);
 }
 
 // Killed at any moment there are only whole folders, and going on gives what one run gives.
