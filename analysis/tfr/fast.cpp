@@ -30,7 +30,8 @@ constexpr double k_two_pi = 6.283185307179586;
 // lets through there, some 1e-7.
 constexpr double k_band = 4.8;
 constexpr std::size_t k_least_grid = 64;
-// Columns that are read at a time where all of them are.
+// Where all columns are read: up to this many (8 h) at once, of more so many at a time.
+constexpr std::size_t k_most_at_once = 3'744'000;
 constexpr std::size_t k_stretch = 262'144;
 
 // The transform back to time of n_grid bins, and the reading of columns from it.
@@ -78,12 +79,13 @@ class PictureMaker {
     read(picture_columns_, grid_->picture_places, power);
   }
 
-  // Every column, half an hour at a time: a day's would take 300 MB on the way.
+  // Every column; a day's at once would take 300 MB on the way.
   std::vector<float> read_all() {
     std::vector<float> power(signal_.n_signal);
+    const std::size_t most = power.size() <= k_most_at_once ? power.size() : k_stretch;
     std::vector<uint32_t> columns;
     for (std::size_t from = 0; from < power.size(); from += columns.size()) {
-      columns.resize(std::min(k_stretch, power.size() - from));
+      columns.resize(std::min(most, power.size() - from));
       std::iota(columns.begin(), columns.end(), static_cast<uint32_t>(from));
       read(columns, grid_->sampler.places(columns, piece_->offset),
            std::span(power).subspan(from, columns.size()));
