@@ -153,7 +153,7 @@ TEST(RunningBeats, LongRecordingsAtOnceAndBySeconds) {
 TEST(RunningBeats, AShorterRecordingStartsOver) {
   const std::vector<double> ecg = synthetic::make_ecg(200);
   RunningBeats beats(k_max_bpm, k_fs);
-  for (const std::size_t n : {26'000, 13'000, 14'000, 9'000, 500, 26'000}) {
+  for (const std::size_t n : {26'000u, 13'000u, 14'000u, 9'000u, 500u, 26'000u}) {
     ASSERT_NO_FATAL_FAILURE(expect_same(beats, std::span(ecg).first(n)));
   }
 }
