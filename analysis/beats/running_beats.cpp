@@ -108,10 +108,12 @@ void RunningBeats::rate(Polarity& polarity, std::span<const int32_t> maxima,
   const auto filtered = filter_.samples();
   const auto from = static_cast<int32_t>(filter_.from());
   std::vector<int32_t> candidates;
+  candidates.reserve(polarity.undecided.size() + maxima.size());
   for (const int32_t position : polarity.undecided) candidates.push_back(position - from);
   const auto shift = static_cast<int32_t>(decided_to_) - from;
   for (const int32_t position : maxima) candidates.push_back(position + shift);
   std::vector<double> heights;
+  heights.reserve(candidates.size());
   for (const int32_t i : candidates) {
     heights.push_back(polarity.sign * filtered[static_cast<std::size_t>(i)]);
   }
