@@ -43,7 +43,7 @@ std::string write_recovered(const std::string& recordings, const RecordingSettin
   const std::string text = ecg_text(ecg);
   for (;; ++when) {
     std::string name = recording_file_name(settings, when, k_recovered);
-    const std::string path = recordings + "/" + name;
+    const std::string path = std::string(recordings).append("/").append(name);
     const WriteResult result = write_file(path, text, Durability::at_once, Existing::kept);
     const bool is_taken = result.error == std::errc::file_exists;
     if (is_taken && !holds(path, text)) continue;
