@@ -142,7 +142,7 @@ test("a page that is reloaded in a run leads back to it, and so does Setup after
   await eventually(async () => assert.ok(await elapsed() > 1));
   await button(page, "New session").click();
   await button(page, "Back to the last session").waitFor();
-  assert.ok(await page.getByText("A recording is running").isHidden());
+  await page.getByText("A recording is running").waitFor({ state: "hidden" });
   await button(page, "Back to the last session").click();
   await text_becomes(page.locator("#status-word"), "Stopped");
   assert.equal(await page.title(), "Stopped · Rita");
