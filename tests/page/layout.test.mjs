@@ -46,13 +46,13 @@ for (const [width, height] of [[1366, 641], [1280, 600], [1536, 730], [1536, 864
   }));
 }
 
-// The disc at its largest and the word, beside a number of three digits.
+// The disc at its largest and the word, beside the number of a heart at rest.
 test("the pacer stands clear of the heart rate", in_session(async (page, server) => {
   await page.locator("#pacer-switch").click();
   for (const [width, height] of [[375, 812], [1280, 600], [1366, 641], [1536, 864], [1920, 950],
                                  [2560, 1440], [3840, 2160]]) {
     await page.setViewportSize({ width, height });
-    await show(page, server, session_at(164.9, { hr: 132 }));
+    await show(page, server, session_at(164.9, { hr: 88 }));
     const [number, disc, word] = await page.evaluate(() => {
       const digits = document.createRange();
       digits.selectNodeContents(document.getElementById("hr-value"));

@@ -17,7 +17,7 @@ function reset_coupling() {
   show_countdown("");
 }
 
-// No text hides it. Its bar fills as frames are drawn.
+// No text hides it.
 function show_countdown(text) {
   $("countdown").classList.toggle("shown", text);
   set_text("countdown-text", text);
@@ -25,6 +25,10 @@ function show_countdown(text) {
 
 function follow_countdown({ elapsed, cycle_seconds, running }) {
   const needed = COUNTDOWN_CYCLES * cycle_seconds;
+  // Twice a second: a browser lays the bar out anew each time, whatever the value.
+  const share = Math.min(Math.round(elapsed * 2) / 2 / needed, 1);
+  const bar = $("countdown-bar");
+  if (bar.value !== share) bar.value = share;
   if (elapsed < needed) {
     const seconds = Math.ceil(needed - elapsed);
     clearTimeout(countdown.hide_timer);

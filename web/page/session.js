@@ -184,7 +184,7 @@ function signed(value) {
   return (value < 0 && text !== "0.00" ? "−" : "+") + text;
 }
 
-function render_numbers({ hr, tvn, cycles_done, cycles_target, elapsed, cycle_seconds }) {
+function render_numbers({ hr, tvn, cycles_done, cycles_target, elapsed }) {
   set_text("hr-value", whole(hr));
   set_text("tvn-value", signed(tvn));
   $("tvn-value").classList.toggle("positive", tvn > 0);
@@ -194,8 +194,6 @@ function render_numbers({ hr, tvn, cycles_done, cycles_target, elapsed, cycle_se
   $("gauge-fill").style.transform = `scaleX(${tvn ?? 0})`;
   set_text("cycles", `${cycles_done?.toFixed(1) ?? "–"} / ${cycles_target}`);
   set_text("elapsed", elapsed.toFixed(1) + " s");
-  // Twice a second: WebKit lays the bar out anew each time.
-  $("countdown-bar").value = Math.round(elapsed * 2) / 2 / (COUNTDOWN_CYCLES * cycle_seconds);
 }
 
 function render_position({ mode, frac, elapsed, total }) {
