@@ -396,7 +396,8 @@ TEST_F(BatchCommandTest, ThePagesOfOnePersonTakeLittleMemory) {
     const std::string to = out(std::to_string(recordings));
     const ProgramEnd end = run({"-q", "-j1", "-o", to, root()});
     EXPECT_EQ(end.status, 0);
-    EXPECT_GT(fs::file_size(to + "/P_export/P_report.pdf"), 30'000u * static_cast<unsigned>(recordings));
+    EXPECT_GT(fs::file_size(to + "/P_export/P_report.pdf"),
+              30'000u * static_cast<unsigned>(recordings));
     return end.peak_kilobytes;
   };
   const long few = peak_with(250), many = peak_with(1000);
