@@ -7,20 +7,49 @@
 
 namespace tvn {
 
-double mean(std::span<const double> values) {
+namespace {
+
+template <class Value>
+double mean_of(std::span<const Value> values) {
   double sum = 0;
-  for (const double value : values) sum += value;
+  for (const Value value : values) sum += static_cast<double>(value);
   return sum / static_cast<double>(values.size());
+}
+
+template <class Value>
+double variance_of(std::span<const Value> values) {
+  const double centre = mean_of(values);
+  double sum = 0;
+  for (const Value value : values) {
+    const double difference = static_cast<double>(value) - centre;
+    sum += difference * difference;
+  }
+  return sum / static_cast<double>(values.size());
+}
+
+}  // namespace
+
+double mean(std::span<const double> values) {
+  return mean_of(values);
+}
+
+double mean(std::span<const float> values) {
+  return mean_of(values);
 }
 
 double population_variance(std::span<const double> values) {
-  const double centre = mean(values);
-  double sum = 0;
-  for (const double value : values) sum += (value - centre) * (value - centre);
-  return sum / static_cast<double>(values.size());
+  return variance_of(values);
+}
+
+double population_variance(std::span<const float> values) {
+  return variance_of(values);
 }
 
 double population_sd(std::span<const double> values) {
+  return std::sqrt(population_variance(values));
+}
+
+double population_sd(std::span<const float> values) {
   return std::sqrt(population_variance(values));
 }
 

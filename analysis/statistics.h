@@ -9,12 +9,15 @@ namespace tvn {
 
 // Arithmetic mean; NaN for no values. Linear.
 double mean(std::span<const double> values);
+double mean(std::span<const float> values);
 
 // Population variance (divided by N) in two passes, around the mean; NaN for no values. Linear.
 double population_variance(std::span<const double> values);
+double population_variance(std::span<const float> values);
 
 // Square root of population_variance.
 double population_sd(std::span<const double> values);
+double population_sd(std::span<const float> values);
 
 // Median; of an even number of values the mean of the two middle ones; NaN for no values. Takes
 // its own copy, which it reorders: move a sequence in that is no longer needed. No value may be

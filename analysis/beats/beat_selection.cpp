@@ -116,13 +116,13 @@ void SpreadSums::add(std::span<const double> samples) {
   }
 }
 
-bool SpreadSums::spread(Spread& found) const {
+std::optional<Spread> SpreadSums::spread() const {
   const auto n = static_cast<double>(count_);
   const double centre = std::accumulate(sums_.begin(), sums_.end(), 0.0) / n;
   const double variance =
       std::accumulate(squares_.begin(), squares_.end(), 0.0) / n - centre * centre;
-  found = {centre, std::sqrt(variance)};
-  return variance > centre * centre;
+  if (!(variance > centre * centre)) return std::nullopt;
+  return Spread{centre, std::sqrt(variance)};
 }
 
 std::vector<int32_t> select_beats(const RatedPeaks& peaks, double sign, std::size_t signal_size,

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -14,16 +15,17 @@ namespace tvn {
 // Local maxima that have no higher one near by, ascending, with what the selection looks at.
 struct RatedPeaks {
   std::vector<int32_t> positions;   // sample indices
-  std::vector<double> heights;      // values of the signal there
+  std::vector<double> heights;      // values of the signal there, as seen with its sign
   std::vector<double> prominences;  // within an eighth of a second on either side
 };
 
 // How far to either side of a peak its prominence is measured, in samples, in a signal of
-// signal_size samples. fs: samples per second.
+// signal_size samples. fs: samples per second; one below 4, or NaN, gives all of the signal.
 int64_t prominence_reach(std::size_t signal_size, double fs);
 
 // Appends peaks of the signal seen with `sign` 1, or -1 for its negation. The signal is that from
-// sample `offset` of a recording on, and the peaks' positions count in the recording. Linear.
+// sample `offset` of a recording on; `peaks` are indices into it, ascending, and the positions kept
+// count in the recording. reach: samples, 0 and more. Cost: peaks times reach.
 void append_rated(RatedPeaks& rated, std::span<const double> signal, int64_t offset, double sign,
                   std::span<const int32_t> peaks, int64_t reach);
 
@@ -44,9 +46,9 @@ class SpreadSums {
   // The next samples; as many as a multiple of k_sums, but for the last piece. Linear.
   void add(std::span<const double> samples);
 
-  // False when the sums cannot tell the deviation (signals that are next to constant, not finite
-  // or empty); `exact_spread` does then.
-  bool spread(Spread& found) const;
+  // None when the sums cannot tell the deviation (signals that are next to constant, not finite or
+  // empty); `exact_spread` does then.
+  std::optional<Spread> spread() const;
 
  private:
   std::array<double, k_sums> sums_{}, squares_{};

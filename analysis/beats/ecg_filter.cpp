@@ -21,16 +21,13 @@ void bandpass_filtfilt_into(std::span<const double> ecg, double* filtered) {
   const std::size_t n = ecg.size();
   CascadeState state = state_before_first(ecg);
   const CascadeState first = state;
-  if (!run_stretches(ecg.data(), filtered, n, Direction::forward, state, widest_lanes())) {
-    state = first;
-    run_serial(ecg.data(), filtered, n, Direction::forward, state);
-  }
+  run_fast(ecg.data(), filtered, n, Direction::forward, state);
   state = state_behind_last(ecg, state, filtered[n - 1]);
   const CascadeState last = state;
   if (!run_stretches(filtered, filtered, n, Direction::backward, state, widest_lanes())) {
     // The forward result has been overwritten.
     state = first;
-    run_serial(ecg.data(), filtered, n, Direction::forward, state);
+    run_fast(ecg.data(), filtered, n, Direction::forward, state);
     state = last;
     run_serial(filtered, filtered, n, Direction::backward, state);
   }

@@ -196,4 +196,12 @@ bool run_stretches(const double* in, double* out, std::size_t count, Direction d
   return (four ? run_4_lanes : run_2_lanes)(in, out, count, direction, state);
 }
 
+void run_fast(const double* in, double* out, std::size_t count, Direction direction,
+              CascadeState& state) {
+  const CascadeState first = state;
+  if (run_stretches(in, out, count, direction, state, widest_lanes())) return;
+  state = first;
+  run_serial(in, out, count, direction, state);
+}
+
 }  // namespace tvn

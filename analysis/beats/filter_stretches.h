@@ -35,4 +35,8 @@ std::size_t widest_lanes();
 [[nodiscard]] bool run_stretches(const double* in, double* out, std::size_t count,
                                  Direction direction, CascadeState& state, std::size_t lanes);
 
+// The same as run_serial, from `in` to another place, as fast as the signal allows.
+void run_fast(const double* in, double* out, std::size_t count, Direction direction,
+              CascadeState& state);
+
 }  // namespace tvn

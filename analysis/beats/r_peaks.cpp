@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 #include <memory>
+#include <optional>
 
 #include "analysis/beats/beat_selection.h"
 #include "analysis/beats/ecg_filter.h"
@@ -17,8 +18,8 @@ namespace {
 Spread quick_spread(std::span<const double> signal) {
   SpreadSums sums;
   sums.add(signal);
-  Spread spread{};
-  return sums.spread(spread) ? spread : exact_spread(signal);
+  const std::optional<Spread> spread = sums.spread();
+  return spread ? *spread : exact_spread(signal);
 }
 
 // The R peaks of the signal seen with `sign` 1 or -1. Negation is exact, so the negated signal need

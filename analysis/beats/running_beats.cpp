@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "analysis/beats/ecg_filter.h"
 #include "analysis/beats/peak_distance.h"
@@ -39,13 +40,13 @@ RunningBeats::RunningBeats(int32_t max_heart_rate_bpm, double fs)
 
 void RunningBeats::start_over() {
   filter_ = {};
-  count_ = decided_to_ = summed_ = 0;
+  decided_to_ = summed_ = 0;
   polarities_ = {Polarity{.sign = 1}, Polarity{.sign = -1}};
   sums_ = {};
 }
 
 std::vector<double> RunningBeats::rr_intervals(std::span<const double> ecg) {
-  if (ecg.size() < count_) {
+  if (ecg.size() < filter_.count()) {
     start_over();
     retry_at_ = 0;
   }
@@ -63,8 +64,8 @@ std::vector<double> RunningBeats::rr_intervals(std::span<const double> ecg) {
 bool RunningBeats::work_through(std::span<const double> ecg) {
   try {
     do {
-      if (!advance(ecg.first(std::min(ecg.size(), count_ + k_piece)))) return false;
-    } while (count_ < ecg.size());
+      if (!advance(ecg.first(std::min(ecg.size(), filter_.count() + k_piece)))) return false;
+    } while (filter_.count() < ecg.size());
     return true;
   } catch (...) {  // what is kept may be half of an old call's and half of this one's
     start_over();
@@ -74,7 +75,6 @@ bool RunningBeats::work_through(std::span<const double> ecg) {
 
 bool RunningBeats::advance(std::span<const double> ecg) {
   if (!filter_.advance(ecg)) return false;
-  count_ = ecg.size();
   const auto filtered = filter_.samples();
   const Extrema extrema = local_extrema(filtered.subspan(decided_to_ - filter_.from()));
   const std::size_t decided_to = last_settled_step();
@@ -145,11 +145,12 @@ std::vector<double> RunningBeats::intervals(std::span<const double> ecg) const {
   const auto exact = [&] { return exact_spread(bandpass_filtfilt(ecg)); };
   SpreadSums sums = sums_;
   sums.add(filter_.samples().subspan(summed_ - filter_.from()));
-  Spread spread{};
-  if (!sums.spread(spread)) spread = exact();
+  const std::optional<Spread> found = sums.spread();
+  const Spread spread = found ? *found : exact();
   std::array<std::vector<int32_t>, 2> beats;
   for (std::size_t i = 0; i < beats.size(); ++i) {
-    beats[i] = select_beats(polarities_[i].peaks, polarities_[i].sign, count_, fs_, spread, exact);
+    beats[i] = select_beats(polarities_[i].peaks, polarities_[i].sign, filter_.count(), fs_, spread,
+                            exact);
   }
   return better_intervals(beats[0], beats[1], fs_);
 }

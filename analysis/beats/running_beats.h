@@ -54,7 +54,6 @@ class RunningBeats {
   int32_t max_heart_rate_bpm_;
   int64_t reach_;  // of prominences, in samples
   RunningFilter filter_;
-  std::size_t count_ = 0;     // samples worked on
   std::size_t retry_at_ = 0;  // with fewer samples than this, nothing is kept
   std::array<Polarity, 2> polarities_;
   std::size_t decided_to_ = 0;  // all maxima and minima up to this sample are known

@@ -10,14 +10,6 @@ namespace {
 // How far before the end results count as settled; several times what the states need to agree.
 constexpr std::size_t k_unsettled = 2048;
 
-void run(const double* in, double* out, std::size_t count, Direction direction,
-         CascadeState& state) {
-  const CascadeState first = state;
-  if (run_stretches(in, out, count, direction, state, widest_lanes())) return;
-  state = first;
-  run_serial(in, out, count, direction, state);
-}
-
 }  // namespace
 
 bool RunningFilter::advance(std::span<const double> ecg) {
@@ -25,14 +17,14 @@ bool RunningFilter::advance(std::span<const double> ecg) {
   if (count_ == 0) forward_state_ = state_before_first(ecg);
   forward_.resize(n - from_);
   filtered_.resize(n - from_);
-  run(ecg.data() + count_, forward_.data() + (count_ - from_), n - count_, Direction::forward,
-      forward_state_);
+  run_fast(ecg.data() + count_, forward_.data() + (count_ - from_), n - count_, Direction::forward,
+           forward_state_);
   count_ = n;
 
   CascadeState state = state_behind_last(ecg, forward_state_, forward_.back());
   const auto run_back = [&](std::size_t begin, std::size_t end) {
-    run(forward_.data() + (begin - from_), filtered_.data() + (begin - from_), end - begin,
-        Direction::backward, state);
+    run_fast(forward_.data() + (begin - from_), filtered_.data() + (begin - from_), end - begin,
+             Direction::backward, state);
   };
   const std::size_t next = std::max(settled_, n - std::min(n, k_unsettled));
   run_back(next, n);

@@ -27,6 +27,8 @@ class RunningFilter {
   // bandpass_filtfilt(ecg) from sample `from` on, to the bit.
   std::span<const double> samples() const { return filtered_; }
   std::size_t from() const { return from_; }
+  // How many samples it was given.
+  std::size_t count() const { return count_; }
   // Values before this sample stay, unless a later `advance` returns false.
   std::size_t settled() const { return settled_; }
 

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "analysis/statistics.h"
+
 namespace tvn {
 namespace {
 
@@ -10,16 +12,7 @@ namespace {
 constexpr double k_least_power = 1e-30;
 
 TfrScale scale(std::span<const float> row, double centre_factor, double range_factor) {
-  // As analysis/statistics has them, for floats: a copy of a day's row as doubles takes 90 MB.
-  const auto n = static_cast<double>(row.size());
-  double sum = 0, squares = 0;
-  for (const float power : row) sum += static_cast<double>(power);
-  const double mean = sum / n;
-  for (const float power : row) {
-    const double difference = static_cast<double>(power) - mean;
-    squares += difference * difference;
-  }
-  return {centre_factor * mean, range_factor * std::sqrt(squares / n)};
+  return {centre_factor * mean(row), range_factor * population_sd(row)};
 }
 
 }  // namespace

@@ -7,6 +7,16 @@
 namespace tvn {
 namespace {
 
+// Sums in doubles: in floats 2^24 + 1 would be 2^24.
+TEST(Statistics, TakeFloatsAsTheNumbersTheyAre) {
+  const std::vector<float> values = {16'777'216, 1, 1};
+  const double mean_of_three = 16'777'218.0 / 3;
+  EXPECT_EQ(mean(std::span<const float>(values)), mean_of_three);
+  const double first = 16'777'216 - mean_of_three, other = 1 - mean_of_three;
+  EXPECT_EQ(population_sd(std::span<const float>(values)),
+            std::sqrt((first * first + other * other + other * other) / 3));
+}
+
 TEST(Statistics, MeanAndPopulationDeviation) {
   const double values[] = {2, 4, 4, 4, 5, 5, 7, 9};
   EXPECT_EQ(mean(values), 5);
@@ -27,8 +37,8 @@ TEST(Statistics, MedianAbsoluteDeviation) {
 }
 
 TEST(Statistics, NoValuesGiveNaN) {
-  EXPECT_TRUE(std::isnan(mean({})));
-  EXPECT_TRUE(std::isnan(population_sd({})));
+  EXPECT_TRUE(std::isnan(mean(std::span<const double>())));
+  EXPECT_TRUE(std::isnan(population_sd(std::span<const double>())));
   EXPECT_TRUE(std::isnan(median({})));
   EXPECT_TRUE(std::isnan(median_absolute_deviation({}, 0)));
   EXPECT_TRUE(all_equal({}));
