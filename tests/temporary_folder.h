@@ -1,10 +1,12 @@
-// A folder of a test's own, removed when the test ends.
+// A folder of a test's own, removed when the test ends, and what lies in one.
 #pragma once
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace tvn {
 
@@ -26,5 +28,17 @@ class TemporaryFolder {
  private:
   std::string path_;
 };
+
+// The names of what lies in `folder` and begins so, in byte order.
+inline std::vector<std::string> names_in(const std::string& folder,
+                                         const std::string& prefix = "") {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string name = entry.path().filename().string();
+    if (name.starts_with(prefix)) names.push_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
 
 }  // namespace tvn

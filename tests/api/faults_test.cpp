@@ -15,6 +15,7 @@
 #include "base/clock.h"
 #include "base/files.h"
 #include "tests/api/program.h"
+#include "tests/temporary_folder.h"
 #include "tests/wait_until.h"
 
 namespace tvn {
@@ -25,14 +26,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-std::vector<std::string> names_in(const std::string& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    names.push_back(entry.path().filename().string());
-  }
-  return names;
-}
 
 class FaultsApiTest : public testing::Test {
  protected:

@@ -18,6 +18,7 @@
 #include "tests/api/program.h"
 #include "tests/bluez/fake_bluetoothd.h"
 #include "tests/bluez/private_bus.h"
+#include "tests/temporary_folder.h"
 #include "tests/wait_until.h"
 
 namespace tvn {
@@ -60,15 +61,6 @@ class JournalApiTest : public testing::Test {
     ProgramOptions options{std::to_string(test_port() + 10 * number), {}, true};
     options.environment = {{"DBUS_SYSTEM_BUS_ADDRESS", bus_.address()}, {"TVN_DATA", data}};
     return std::make_unique<Program>(options);
-  }
-  static std::vector<std::string> names_in(const std::string& folder, const std::string& prefix) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-      const std::string name = entry.path().filename().string();
-      if (name.starts_with(prefix)) names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
   }
   static double elapsed(const Program& program) {
     return std::stod(member(fetch(program.port(), "/status"), "elapsed"));

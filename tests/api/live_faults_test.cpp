@@ -21,6 +21,7 @@
 #include "tests/api/machine_faults.h"
 #include "tests/bluez/fake_bluetoothd.h"
 #include "tests/bluez/private_bus.h"
+#include "tests/temporary_folder.h"
 #include "tests/wait_until.h"
 
 namespace tvn {
@@ -73,15 +74,6 @@ class LiveFaultsTest : public testing::Test {
   }
   void receive(double seconds) {
     EXPECT_TRUE(wait_until([&] { return elapsed() >= seconds; }, 30.0)) << elapsed();
-  }
-  std::vector<std::string> names_in(const std::string& folder, const std::string& prefix) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-      const std::string name = entry.path().filename().string();
-      if (name.starts_with(prefix)) names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
   }
   std::vector<std::string> recovered() { return names_in(data_ / "recordings", "recovered_"); }
   std::vector<std::string> journals() { return names_in(data_.path(), ".run-"); }

@@ -111,14 +111,6 @@ TEST(ReadFile, AFileThatChangesMeanwhileCannotBeRead) {
   }
 }
 
-std::vector<std::string> names_in(const std::string& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    names.push_back(entry.path().filename().string());
-  }
-  return names;
-}
-
 TEST(WriteFile, TellsWhenItCannot) {
   const TemporaryFolder folder;
   testing::internal::CaptureStderr();

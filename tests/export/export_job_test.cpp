@@ -11,6 +11,7 @@
 #include "tests/file_limit.h"
 #include "tests/session/scarce_memory.h"
 #include "tests/session/session_fixture.h"
+#include "tests/temporary_folder.h"
 
 namespace tvn {
 namespace {
@@ -55,14 +56,6 @@ class ExportJobTest : public SessionTest {
   }
   std::string status() { return get(&Engine::export_status); }
   std::string exports() { return folder_ / "exports"; }
-  static std::vector<std::string> names_in(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-      names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
   std::string content(const std::string& name, const std::string& folder = "Jane_Doe_export") {
     std::string text = "(missing)";
     read_file(exports() + "/" + folder + "/" + name, text);

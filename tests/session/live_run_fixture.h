@@ -8,6 +8,7 @@
 
 #include "session/journal_format.h"
 #include "tests/session/session_fixture.h"
+#include "tests/temporary_folder.h"
 
 namespace tvn {
 
@@ -50,15 +51,6 @@ class LiveRunTest : public SessionTest {
     sent_ += count;
   }
   // Names that begin so, in order.
-  std::vector<std::string> names_in(const std::string& folder, const std::string& prefix) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-      const std::string name = entry.path().filename().string();
-      if (name.starts_with(prefix)) names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
   std::vector<std::string> journals() { return names_in(folder_.path(), ".run-"); }
   std::vector<std::string> recordings() { return names_in(recordings_dir(engine_), ""); }
   JournalContent journal() {
