@@ -192,7 +192,8 @@ std::size_t piece_length(const CoarseSignal& signal, std::size_t reach) {
   const std::size_t steps = (signal.n_signal + 2 * reach) / signal.step + 2 * k_fade_steps;
   std::size_t n = k_least_piece;
   while (n < steps) n *= 2;
-  return n;
+  const std::size_t three_quarters = n / 4 * 3;
+  return three_quarters >= std::max(steps, k_least_piece) ? three_quarters : n;
 }
 
 PieceSpectrum make_piece_spectrum(const CoarseSignal& signal, std::size_t n) {

@@ -117,8 +117,8 @@ class PictureMaker {
 
   TimeGrid& grid_for(const PieceSpectrum& piece) {
     const double period_seconds = static_cast<double>(piece.period) / fs_;
-    std::size_t n = k_least_grid;
-    while (n < piece.n / 2 && static_cast<double>(n) < k_band * period_seconds) n *= 2;
+    std::size_t n = piece.n / 2;
+    while (n / 2 >= k_least_grid && static_cast<double>(n / 2) >= k_band * period_seconds) n /= 2;
     const auto found = grids_.find(piece.n);
     return found != grids_.end()
                ? found->second

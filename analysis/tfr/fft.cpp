@@ -97,19 +97,51 @@ void later_pass(const Source& x, const Target& y, const std::array<std::vector<d
   }
 }
 
-// What is left of a length that is no power of four: sums and differences, in place.
-void last_pass(const Source& x, const Target& y, std::size_t run) {
+inline Value sum(const Value& a, const Value& b) {
+  return {a.re + b.re, a.im + b.im};
+}
+
+inline Value difference(const Value& a, const Value& b) {
+  return {a.re - b.re, a.im - b.im};
+}
+
+// The transform of three values, stored at the three places.
+inline void three(const Target& y, const std::array<std::size_t, 3>& to, const Value& a,
+                  const Value& b, const Value& c) {
+  constexpr double k_sine = 0.8660254037844386;  // of a third of a turn
+  const Value bc = sum(b, c), b_c = difference(b, c);
+  const Value middle = {a.re - 0.5 * bc.re, a.im - 0.5 * bc.im};
+  const Value side = {-k_sine * b_c.im, k_sine * b_c.re};
+  store(y, to[0], sum(a, bc));
+  store(y, to[1], sum(middle, side));
+  store(y, to[2], difference(middle, side));
+}
+
+// The last pass, in place, is what is left of a length when fours are taken out: 2, 3 or 6. It has
+// no factors. Six is two by three, which do not meet in each other's factors (Good's algorithm).
+void last_pass(const Source& x, const Target& y, std::size_t length, std::size_t run) {
   for (std::size_t q = 0; q < run; q += k_lanes) {
-    const Value low = x.at(q), high = x.at(q + run);
-    store(y, q, {low.re + high.re, low.im + high.im});
-    store(y, q + run, {low.re - high.re, low.im - high.im});
+    const auto value = [&](std::size_t k) { return x.at(q + k * run); };
+    const auto at = [&](std::size_t k) { return q + k * run; };
+    if (length == 2) {
+      const Value low = value(0), high = value(1);
+      store(y, at(0), sum(low, high));
+      store(y, at(1), difference(low, high));
+    } else if (length == 3) {
+      three(y, {at(0), at(1), at(2)}, value(0), value(1), value(2));
+    } else {
+      const Value v[] = {value(0), value(1), value(2), value(3), value(4), value(5)};
+      three(y, {at(0), at(2), at(4)}, sum(v[0], v[3]), sum(v[1], v[4]), sum(v[2], v[5]));
+      three(y, {at(3), at(5), at(1)}, difference(v[0], v[3]), difference(v[4], v[1]),
+            difference(v[2], v[5]));
+    }
   }
 }
 
 }  // namespace
 
 Fft::Fft(std::size_t n) : n_(n), scratch_{Sequence(n), Sequence(n)} {
-  for (std::size_t length = n, stride = 1; length >= 4; length /= 4, stride *= 4) {
+  for (std::size_t length = n, stride = 1; length % 4 == 0; length /= 4, stride *= 4) {
     Twiddles pass;
     for (std::size_t i = 0; i < pass.size(); ++i) {
       pass[i].resize(length / 4);
@@ -125,7 +157,7 @@ Fft::Fft(std::size_t n) : n_(n), scratch_{Sequence(n), Sequence(n)} {
 
 void Fft::transform(Sequence& re, Sequence& im, Sequence& scratch_re, Sequence& scratch_im) {
   std::size_t run = 1, length = n_;
-  for (std::size_t pass = 0; length >= 4; ++pass, run *= 4, length /= 4) {
+  for (std::size_t pass = 0; length % 4 == 0; ++pass, run *= 4, length /= 4) {
     const Source x{re.data(), im.data()};
     const Target y{scratch_re.data(), scratch_im.data()};
     if (pass == 0) {
@@ -136,7 +168,7 @@ void Fft::transform(Sequence& re, Sequence& im, Sequence& scratch_re, Sequence& 
     re.swap(scratch_re);
     im.swap(scratch_im);
   }
-  if (length == 2) last_pass({re.data(), im.data()}, {re.data(), im.data()}, run);
+  if (length > 1) last_pass({re.data(), im.data()}, {re.data(), im.data()}, length, run);
 }
 
 }  // namespace tvn

@@ -21,8 +21,11 @@ constexpr double k_least_range = 1e-9;
 constexpr double k_soft_grey_part = 0.55;
 constexpr double k_least_stretch = 1.001;
 
-void put(RgbImage& image, std::size_t x, std::size_t y, Rgb colour) {
-  std::uint8_t* pixel = image.pixels.data() + (y * image.width + x) * 3;
+std::uint8_t* pixel_at(RgbImage& image, std::size_t x, std::size_t y) {
+  return image.pixels.data() + (y * image.width + x) * 3;
+}
+
+void put(std::uint8_t* pixel, Rgb colour) {
   pixel[0] = colour.r;
   pixel[1] = colour.g;
   pixel[2] = colour.b;
@@ -41,11 +44,14 @@ Rgb map_colour(double t) {
   return {channel(0), channel(1), channel(2)};
 }
 
-Rgb grey(Rgb colour, double t, bool soft) {
-  if (!soft) {
-    const auto level = static_cast<std::uint8_t>(std::round((1 - t) * 255));
-    return {level, level, level};
-  }
+// (1 - t) * 255 to the nearest level, halves upwards; std::round would be a call for each pixel.
+std::uint8_t grey_level(double t) {
+  const double exact = (1 - t) * 255;
+  const auto below = static_cast<std::uint8_t>(exact);
+  return static_cast<std::uint8_t>(below + (exact - below >= 0.5 ? 1 : 0));
+}
+
+Rgb soft_grey(Rgb colour, double t) {
   const auto pale = [t](std::uint8_t channel) {
     return static_cast<std::uint8_t>(channel * (1 - k_soft_grey_part) +
                                      (1 - t) * 255 * k_soft_grey_part);
@@ -83,12 +89,18 @@ class Palette {
     if (!(high_ > low_)) high_ = low_ + k_least_range;
   }
 
-  Rgb colour(float power) const {
+  // Straight into the picture: a colour of three bytes on its way through memory costs more than
+  // all else here.
+  void paint(float power, std::uint8_t* pixel) const {
     const double scaled = (static_cast<double>(power) - low_) / (high_ - low_);
     const double t = scaled > 0 ? std::min(scaled, 1.0) : 0.0;  // not a number counts as nothing
-    if (!(power >= coloured_from_) && !soft_grey_) return grey({}, t, false);
-    const Rgb mapped = map_colour(t);
-    return power >= coloured_from_ ? mapped : grey(mapped, t, true);
+    if (power >= coloured_from_) {
+      put(pixel, map_colour(t));
+    } else if (soft_grey_) {
+      put(pixel, soft_grey(map_colour(t), t));
+    } else {
+      std::fill_n(pixel, 3, grey_level(t));
+    }
   }
 
  private:
@@ -103,7 +115,7 @@ void draw_expected_line(RgbImage& image, std::int64_t expected_row) {
   for (const std::int64_t y : {line, line - 1}) {
     if (y < 0 || y >= static_cast<std::int64_t>(image.height)) continue;
     for (std::size_t x = 0; x < image.width; ++x) {
-      put(image, x, static_cast<std::size_t>(y), k_expected_line);
+      put(pixel_at(image, x, static_cast<std::size_t>(y)), k_expected_line);
     }
   }
 }
@@ -117,7 +129,7 @@ void draw_cycle_lines(RgbImage& image, std::size_t cols, double cycle_columns) {
     const double x = column / total * image.width;
     if (!(x < image.width)) continue;
     for (std::size_t y = 0; y < image.height; ++y) {
-      put(image, static_cast<std::size_t>(x), y, k_cycle_line);
+      put(pixel_at(image, static_cast<std::size_t>(x), y), k_cycle_line);
     }
   }
 }
@@ -187,7 +199,8 @@ RgbImage render_tfr_picture(const TfrPicture& picture, std::size_t cols,
   const Palette palette(settings);
   for (std::size_t y = 0; y < picture.rows; ++y) {
     const float* row = picture.values.data() + (picture.rows - 1 - y) * picture.width;
-    for (std::size_t x = 0; x < picture.width; ++x) put(image, x, y, palette.colour(row[x]));
+    std::uint8_t* pixel = pixel_at(image, 0, y);
+    for (std::size_t x = 0; x < picture.width; ++x, pixel += 3) palette.paint(row[x], pixel);
   }
   draw_expected_line(image, settings.expected_row);
   draw_cycle_lines(image, cols, settings.cycle_seconds * settings.fs);

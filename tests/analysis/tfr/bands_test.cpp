@@ -42,5 +42,21 @@ TEST(PieceSpectrum, HoldsTheJumpAsAStepOfTheRecordingsLength) {
   }
 }
 
+// 100 steps stand beside what the wavelets reach, on either side.
+TEST(PieceLength, IsTheLeastThatHoldsTheReach) {
+  CoarseSignal signal;
+  signal.step = 13;
+  struct Case {
+    std::size_t n_signal, reach, length;
+  };
+  for (const auto& [n_signal, reach, length] :
+       {Case{1300, 130, 512}, Case{13 * 312, 0, 512}, Case{13 * 313, 0, 768},
+        Case{13 * 168, 13 * 200, 768}, Case{13 * 169, 13 * 200, 1024}, Case{13 * 824, 0, 1024},
+        Case{13 * 825, 0, 1536}, Case{130 * 3600, 51740, 49152}}) {
+    signal.n_signal = n_signal;
+    EXPECT_EQ(piece_length(signal, reach), length) << n_signal << ' ' << reach;
+  }
+}
+
 }  // namespace
 }  // namespace tvn
