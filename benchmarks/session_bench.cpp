@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "analysis/beats/running_beats.h"
 #include "base/json.h"
 #include "benchmarks/peak_memory.h"
 #include "recording/raw_ecg.h"
@@ -59,12 +58,12 @@ constexpr std::size_t k_rate = 130;
 void pass_by_pass(benchmark::State& state, std::vector<double> samples, bool afresh) {
   const EcgBuffer ecg(std::move(samples));
   const std::size_t begin = ecg.size() - 600 * k_rate;
-  RunningBeats beats(k_max_heart_rate, k_ecg_rate);
-  compute_pass(ecg.view(begin), 16.0, beats);
+  RunningAnalysis analysis;
+  compute_pass(ecg.view(begin), 16.0, analysis);
   std::size_t count = begin;
   for (auto _ : state) {
-    if (afresh) beats = RunningBeats(k_max_heart_rate, k_ecg_rate);
-    benchmark::DoNotOptimize(compute_pass(ecg.view(count), 16.0, beats));
+    if (afresh) analysis = {};
+    benchmark::DoNotOptimize(compute_pass(ecg.view(count), 16.0, analysis));
     count = count == ecg.size() ? begin : count + k_rate;
   }
 }

@@ -6,9 +6,6 @@
 #include <span>
 #include <utility>
 
-#include "analysis/beats/running_beats.h"
-#include "analysis/rhythm/hr_series.h"
-#include "analysis/rhythm/tvn_series.h"
 #include "base/json.h"
 #include "base/rounding.h"
 
@@ -71,15 +68,15 @@ PassInput take_pass_input(Engine& engine) {
 }
 
 std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds,
-                                       RunningBeats& beats) {
+                                       RunningAnalysis& analysis) {
   const std::span<const double> samples = ecg.samples();
   if (samples.size() < k_fewest_analysed_samples) return std::nullopt;
-  const std::vector<double> rr = beats.rr_intervals(samples);
+  const std::vector<double> rr = analysis.beats.rr_intervals(samples);
   if (rr.empty()) return std::nullopt;
-  const std::vector<double> hr = build_hr_series(samples, rr, k_ecg_rate);
+  const std::vector<double> hr = analysis.hr.series(samples.size(), rr);
   const auto n_samples = truncate_to<std::int32_t>(static_cast<double>(samples.size()));
-  const std::vector<double> tvn = compute_tvn_series(rr, n_samples, k_cycles_per_window,
-                                                     cycle_seconds, k_ecg_rate, k_grid_step);
+  const std::vector<double>& tvn =
+      analysis.tvn.series(rr, n_samples, {k_cycles_per_window, cycle_seconds, k_grid_step});
   PassResult result;
   result.hr = hr.empty() ? k_nan : hr.back();
   result.tvn = last_defined(tvn);
@@ -117,7 +114,7 @@ void analyse_once(Engine& engine) noexcept {
     std::optional<PassResult> result;
     {
       const MutexLock in_use(input.memory->in_use);
-      result = compute_pass(input.ecg, input.cycle_seconds, input.memory->beats);
+      result = compute_pass(input.ecg, input.cycle_seconds, input.memory->analysis);
     }
     if (result) publish_pass(engine, input, std::move(*result));
   } catch (...) {

@@ -36,11 +36,10 @@ struct PassResult {
 PassInput take_pass_input(Engine& engine);
 
 // None when there are fewer than 390 samples (3 s) or no beat is found: earlier results then
-// stay. The chart series are thinned to 600 to 1,199 points. beats: those of the recording so far
-// (analysis/beats/running_beats.h). Cost: linear in the recording at some 350 ns a second of it,
-// and what `beats` costs.
+// stay. The chart series are thinned to 600 to 1,199 points. analysis: that of the recording so
+// far. Cost: what is new, and some 150 ns for each second before it.
 std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds,
-                                       RunningBeats& beats);
+                                       RunningAnalysis& analysis);
 
 // Puts the result into the session, unless its run is over and another began, or a pass begun
 // later has already published. Returns whether it did.

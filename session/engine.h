@@ -22,6 +22,8 @@
 #include <vector>
 
 #include "analysis/beats/running_beats.h"
+#include "analysis/rhythm/hr_series.h"
+#include "analysis/rhythm/tvn_series.h"
 #include "base/mutex.h"
 #include "sensor/sensor_driver.h"
 #include "session/ecg_buffer.h"
@@ -56,10 +58,17 @@ struct SeriesPoint {
   bool is_null;  // y has no value
 };
 
+// The analysis of a recording that grows.
+struct RunningAnalysis {
+  RunningBeats beats{k_max_heart_rate, k_ecg_rate};
+  RunningHr hr{k_ecg_rate};
+  RunningTvn tvn{k_ecg_rate};
+};
+
 // What an analysis pass leaves to the next one of its run.
 struct PassMemory {
   Mutex in_use;
-  RunningBeats beats TVN_GUARDED_BY(in_use){k_max_heart_rate, k_ecg_rate};
+  RunningAnalysis analysis TVN_GUARDED_BY(in_use);
 };
 
 class RunJournal;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <utility>
 
 namespace tvn {
 namespace {
@@ -16,18 +15,22 @@ constexpr double k_small_angle = 1e-8;
 
 }  // namespace
 
-BreathingReference::BreathingReference(std::vector<double> grid, double angular_frequency)
-    : grid_(std::move(grid)),
-      angular_frequency_(angular_frequency),
-      sines_(grid_.size()),
-      cosines_(grid_.size()) {
+void BreathingReference::extend(std::span<const double> grid) {
+  const std::size_t known = grid_.size();
+  if (grid.size() <= known) return;
+  grid_.insert(grid_.end(), grid.begin() + static_cast<std::ptrdiff_t>(known), grid.end());
+  sines_.resize(grid_.size());
+  cosines_.resize(grid_.size());
   std::array<Exact, k_block> offsets;
   for (std::size_t j = 0; j < k_block; ++j) {
-    const double angle = angular_frequency * (static_cast<double>(j) * k_grid_step);
+    const double angle = angular_frequency_ * (static_cast<double>(j) * k_grid_step);
     offsets[j] = {std::sin(angle), std::cos(angle)};
   }
-  for (std::size_t from = 0; from < grid_.size(); from += k_block) {
-    fill_block(from, std::min(from + k_block, grid_.size()), offsets);
+  for (std::size_t i = known; i < grid_.size();) {
+    const std::size_t block = i / k_block * k_block;
+    const std::size_t end = std::min(block + k_block, grid_.size());
+    fill_block(block, i, end, offsets);
+    i = end;
   }
 }
 
@@ -35,12 +38,12 @@ BreathingReference::BreathingReference(std::vector<double> grid, double angular_
 // e, where the residual e holds what rounding did to the grid times and to the products (1e-9 or
 // less). To first order sin(o + e) = sin o + e cos o and cos(o + e) = cos o - e sin o, and the
 // addition theorem brings in a.
-void BreathingReference::fill_block(std::size_t from, std::size_t to,
+void BreathingReference::fill_block(std::size_t block, std::size_t from, std::size_t to,
                                     std::span<const Exact> offsets) {
-  const double first = angular_frequency_ * grid_[from];
+  const double first = angular_frequency_ * grid_[block];
   const double sin_a = std::sin(first), cos_a = std::cos(first);
   for (std::size_t i = from; i < to; ++i) {
-    const std::size_t j = i - from;
+    const std::size_t j = i - block;
     const double angle = angular_frequency_ * grid_[i];
     const double residual =
         (angle - first) - angular_frequency_ * (static_cast<double>(j) * k_grid_step);
@@ -57,7 +60,7 @@ void BreathingReference::fill_block(std::size_t from, std::size_t to,
 }
 
 BreathingReference::Exact BreathingReference::exact(std::size_t i) {
-  if (known_.empty()) {
+  if (known_.size() < grid_.size()) {
     known_.resize(grid_.size());
     exact_.resize(grid_.size());
   }

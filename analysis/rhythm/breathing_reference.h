@@ -9,9 +9,12 @@ namespace tvn {
 
 class BreathingReference {
  public:
-  // grid: ascending times in seconds (copied as far as needed); angular_frequency in rad/s, any
-  // value (NaN or infinite gives NaN). Linear.
-  BreathingReference(std::vector<double> grid, double angular_frequency);
+  // angular_frequency in rad/s, any value (NaN or infinite gives NaN).
+  explicit BreathingReference(double angular_frequency) : angular_frequency_(angular_frequency) {}
+
+  // grid: ascending times in seconds that begin with those of the call before, or are the beginning
+  // of those. Linear in the new ones.
+  void extend(std::span<const double> grid);
 
   // sin and cos of angular_frequency * grid[i], within 1e-15.
   const std::vector<double>& sines() const { return sines_; }
@@ -25,7 +28,8 @@ class BreathingReference {
   Exact exact(std::size_t i);
 
  private:
-  void fill_block(std::size_t from, std::size_t to, std::span<const Exact> offsets);
+  void fill_block(std::size_t block, std::size_t from, std::size_t to,
+                  std::span<const Exact> offsets);
 
   std::vector<double> grid_;
   double angular_frequency_;

@@ -1,21 +1,18 @@
 #include "analysis/rhythm/hr_series.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
 #include <limits>
 
-#include "analysis/rhythm/interpolation.h"
 #include "analysis/rhythm/rate_bumps.h"
-#include "analysis/rhythm/time_grid.h"
 
 namespace tvn {
 namespace {
 
 constexpr double k_seconds_per_minute = 60;
-// The window reaches 5 points back and 4 ahead; the reflection adds 10 on either side, which takes
-// a series of 11.
-constexpr std::size_t k_points_back = 5;
+// The window reaches 5 points back and 4 ahead. The reflection is one of 10 points on either side,
+// which takes a series of 11.
+constexpr std::ptrdiff_t k_points_back = 5;
+constexpr std::size_t k_points_ahead = 4;
 constexpr std::size_t k_reflected_points = 10;
 // Prominences are measured within 2.5 s on either side.
 constexpr double k_bump_window_points = 50;
@@ -40,41 +37,49 @@ BeatRates beat_rates(std::span<const double> rr_seconds) {
   return beats;
 }
 
-std::vector<double> rates_on_grid(const BeatRates& beats, std::vector<double> grid) {
+// The rates at the grid points from `from` on.
+void draw(const BeatRates& beats, std::span<const double> grid, std::size_t from,
+          std::vector<double>& curve) {
   KnotSearch search(beats.times);
-  for (double& point : grid) {
-    const double x = point;
-    point = x <= beats.times.front() ? beats.rates.front()
-            : x >= beats.times.back()
-                ? beats.rates.back()
-                : interpolate_at(x, search.interval_at(x), beats.times, beats.rates);
+  for (std::size_t i = from; i < grid.size(); ++i) {
+    const double x = grid[i];
+    curve[i] = x <= beats.times.front() ? beats.rates.front()
+               : x >= beats.times.back()
+                   ? beats.rates.back()
+                   : interpolate_at(x, search.interval_at(x), beats.times, beats.rates);
   }
-  return grid;
 }
 
-// Each result is the weighted sum over the 10 points from 5 before to 4 after, in this order.
-std::vector<double> smooth(const std::vector<double>& values) {
-  const std::size_t n = values.size();
-  std::vector<double> padded(n + 2 * k_reflected_points);
-  std::copy(values.begin(), values.end(), padded.begin() + k_reflected_points);
-  for (std::size_t k = 1; k <= k_reflected_points; ++k) {
-    padded[k_reflected_points - k] = values[k];
-    padded[k_reflected_points + n - 1 + k] = values[n - 1 - k];
+// The values that the results from `from` on are made of, the curve's ends reflected.
+std::vector<double> padded_from(std::size_t from, const std::vector<double>& curve) {
+  std::vector<double> padded(curve.size() - from + hr_smoothing_window.size() - 1);
+  const auto last = static_cast<std::ptrdiff_t>(curve.size()) - 1;
+  std::ptrdiff_t at = static_cast<std::ptrdiff_t>(from) - k_points_back;
+  for (double& value : padded) {
+    const std::ptrdiff_t inside = at < 0 ? -at : at > last ? 2 * last - at : at;
+    value = curve[static_cast<std::size_t>(inside)];
+    ++at;
   }
-  std::vector<double> smoothed(n);
+  return padded;
+}
+
+// Each result from `from` on is the weighted sum over the 10 points from 5 before to 4 after, in
+// this order.
+void smooth(const std::vector<double>& curve, std::size_t from, std::vector<double>& smoothed) {
+  const std::vector<double> padded = padded_from(from, curve);
   // Four results at a time, each summed in the same order, keep the adder busy.
   const auto smooth_run = [&]<std::size_t Count>(std::size_t i) {
-    const double* const first = padded.data() + i + k_reflected_points - k_points_back;
+    const double* const first = padded.data() + (i - from);
     double sums[Count] = {};
     for (std::size_t k = 0; k < hr_smoothing_window.size(); ++k) {
       for (std::size_t j = 0; j < Count; ++j) sums[j] += hr_smoothing_window[k] * first[k + j];
     }
     for (std::size_t j = 0; j < Count; ++j) smoothed[i + j] = sums[j] / k_hr_smoothing_divisor;
   };
-  std::size_t i = 0;
+  const std::size_t n = curve.size();
+  std::size_t i = from;
   for (; i + 4 <= n; i += 4) smooth_run.template operator()<4>(i);
   for (; i < n; ++i) smooth_run.template operator()<1>(i);
-  return smoothed;
 }
 
 }  // namespace
@@ -86,11 +91,37 @@ std::vector<double> build_hr_series(std::span<const double> ecg_samples,
 
 std::vector<double> build_hr_series(std::size_t n_samples, std::span<const double> rr_seconds,
                                     double fs) {
+  return RunningHr(fs).series(n_samples, rr_seconds);
+}
+
+std::vector<double> RunningHr::series(std::size_t n_samples, std::span<const double> rr_seconds) {
   if (rr_seconds.empty()) return {};
-  std::vector<double> rates = rates_on_grid(beat_rates(rr_seconds), time_grid(n_samples, fs));
-  if (rates.size() > k_reflected_points) rates = smooth(rates);
+  try {
+    update(n_samples, rr_seconds);
+  } catch (...) {  // what is kept may be half of an old call's and half of this one's
+    *this = RunningHr(fs_);
+    throw;
+  }
+  std::vector<double> rates = smoothed_;
   bridge_bumps(rates, k_bump_window_points, std::numeric_limits<double>::infinity());
   return rates;
+}
+
+void RunningHr::update(std::size_t n_samples, std::span<const double> rr_seconds) {
+  const std::vector<double>& grid = grid_.extend(n_samples);
+  const BeatRates beats = beat_rates(rr_seconds);
+  const double time = knots_.changed_from(beats.times, beats.rates);
+  const auto changed =
+      static_cast<std::size_t>(std::ranges::lower_bound(grid, time) - grid.begin());
+  const std::size_t from = std::min(changed, rates_.size());
+  rates_.resize(grid.size());
+  draw(beats, grid, from, rates_);
+  smoothed_.resize(grid.size());
+  if (grid.size() <= k_reflected_points) {
+    smoothed_ = rates_;
+  } else {
+    smooth(rates_, from > k_reflected_points ? from - k_points_ahead : 0, smoothed_);
+  }
 }
 
 }  // namespace tvn

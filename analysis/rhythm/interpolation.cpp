@@ -2,13 +2,32 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 namespace tvn {
+namespace {
 
-KnotSearch::KnotSearch(std::span<const double> times)
-    : times_(times),
-      ascending_(std::is_sorted(times.begin(), times.end()) &&
-                 std::none_of(times.begin(), times.end(), [](double t) { return std::isnan(t); })) {
+bool ascend(std::span<const double> times) {
+  return std::is_sorted(times.begin(), times.end()) &&
+         std::none_of(times.begin(), times.end(), [](double t) { return std::isnan(t); });
+}
+
+}  // namespace
+
+KnotSearch::KnotSearch(std::span<const double> times) : times_(times), ascending_(ascend(times)) {}
+
+// A point before the last of the knots that are the same in both has both its neighbours among
+// them.
+double KnotMemory::changed_from(std::span<const double> times, std::span<const double> values) {
+  const std::size_t count = std::min(times.size(), times_.size());
+  std::size_t same = 0;
+  while (same < count && times[same] == times_[same] && values[same] == values_[same]) ++same;
+  const bool both_ascend = std::exchange(ascending_, ascend(times)) && ascending_;
+  times_.assign(times.begin(), times.end());
+  values_.assign(values.begin(), values.end());
+  const bool any = both_ascend && same > 0;
+  return any ? times[same - 1] : -std::numeric_limits<double>::infinity();
 }
 
 std::size_t KnotSearch::bisect(double x) const {

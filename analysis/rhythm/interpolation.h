@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <span>
+#include <vector>
 
 namespace tvn {
 
@@ -30,6 +31,21 @@ class KnotSearch {
   std::span<const double> times_;
   bool ascending_;
   std::size_t current_ = 0;
+};
+
+// Finds, for one set of knots after another, from which time on a curve through them has to be
+// drawn anew: most knots of a recording that grows are those of the call before.
+class KnotMemory {
+ public:
+  // A time before which the curve is the same as for the knots of the call before, when it is drawn
+  // with KnotSearch and interpolate_at, and outside the knots by the nearest one. Minus infinity at
+  // the first call, and where the times of either call do not ascend. Linear, some nanoseconds a
+  // knot.
+  double changed_from(std::span<const double> times, std::span<const double> values);
+
+ private:
+  std::vector<double> times_, values_;
+  bool ascending_ = true;
 };
 
 // The value at x on the line from (times[lo], values[lo]) to the next knot; values[lo] itself when

@@ -18,4 +18,19 @@ inline constexpr std::size_t k_max_grid_points = 20'000'000;
 // Empty when the duration is not above 1e-12 s, not finite, or beyond k_max_grid_points. Linear.
 std::vector<double> time_grid(std::size_t n_samples, double fs);
 
+// The grid of a recording that grows.
+class GrowingGrid {
+ public:
+  explicit GrowingGrid(double fs) : fs_(fs) {}
+
+  // time_grid(n_samples, fs), at the cost of what is new since the call before.
+  const std::vector<double>& extend(std::size_t n_samples);
+
+ private:
+  double fs_;
+  double end_ = 0;       // seconds; all points below it are there
+  double position_ = 0;  // of the next point
+  std::vector<double> grid_;
+};
+
 }  // namespace tvn

@@ -3,14 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstddef>
 #include <limits>
 #include <optional>
-#include <utility>
-
-#include "analysis/rhythm/breathing_reference.h"
-#include "analysis/rhythm/interpolation.h"
-#include "analysis/rhythm/time_grid.h"
 
 // The sums over a window could be kept by adding the point that enters and subtracting the one that
 // leaves, but what rounding leaves behind would grow with the length of the recording. Instead the
@@ -45,25 +39,32 @@ double tvn_value(double correlation) {
                                     : (r - k_neutral_correlation) / (1 - k_neutral_correlation);
 }
 
-// Intervals in milliseconds at the grid times, NaN outside the beats.
-std::vector<double> intervals_on_grid(std::span<const double> rr_seconds,
-                                      const std::vector<double>& grid) {
-  std::vector<double> curve(grid.size(), k_nan);
-  if (rr_seconds.empty()) return curve;
-  std::vector<double> intervals(rr_seconds.size()), times(rr_seconds.size());
+struct BeatIntervals {
+  std::vector<double> times, intervals;  // seconds, milliseconds
+};
+
+BeatIntervals beat_intervals(std::span<const double> rr_seconds) {
+  BeatIntervals beats{std::vector<double>(rr_seconds.size()),
+                      std::vector<double>(rr_seconds.size())};
   double elapsed = 0;
   for (std::size_t i = 0; i < rr_seconds.size(); ++i) {
-    intervals[i] = rr_seconds[i] * k_milliseconds;
-    elapsed += intervals[i];
-    times[i] = elapsed / k_milliseconds;
+    beats.intervals[i] = rr_seconds[i] * k_milliseconds;
+    elapsed += beats.intervals[i];
+    beats.times[i] = elapsed / k_milliseconds;
   }
-  KnotSearch search(times);
-  for (std::size_t i = 0; i < grid.size(); ++i) {
+  return beats;
+}
+
+// The intervals at the grid points from `from` on, NaN outside the beats.
+void draw(const BeatIntervals& beats, std::span<const double> grid, std::size_t from,
+          std::vector<double>& curve) {
+  KnotSearch search(beats.times);
+  for (std::size_t i = from; i < grid.size(); ++i) {
     const double x = grid[i];
-    if (!(x >= times.front() && x <= times.back())) continue;
-    curve[i] = interpolate_at(x, search.interval_at(x), times, intervals);
+    const bool inside = x >= beats.times.front() && x <= beats.times.back();
+    curve[i] =
+        inside ? interpolate_at(x, search.interval_at(x), beats.times, beats.intervals) : k_nan;
   }
-  return curve;
 }
 
 // Sums over a run of points; r is the interval relative to a centre, s and c the reference.
@@ -79,25 +80,36 @@ Sums operator+(const Sums& a, const Sums& b) {
 
 class Windows {
  public:
-  Windows(std::vector<double> curve, std::size_t first, std::size_t length,
-          BreathingReference reference)
-      : curve_(std::move(curve)),
+  // The curve has its first interval at the point `first`.
+  Windows(const std::vector<double>& curve, std::size_t first, std::size_t length,
+          BreathingReference& reference)
+      : curve_(curve),
         first_(first),
         length_(length),
-        reference_(std::move(reference)),
+        reference_(reference),
         suffixes_(length + 1) {}
 
-  // One value per point.
-  std::vector<double> run() {
-    std::vector<double> values(curve_.size(), k_nan);
-    for (std::size_t start = first_; start < curve_.size(); start += length_) {
-      run_block(start, values);
-      if (curve_.size() - start <= length_) break;
-    }
-    return values;
+  // The values of all points from `from` on, which needs the blocks from that point's on alone.
+  void run(std::size_t from, std::vector<double>& values) {
+    const std::size_t block = (std::max(from, first_) - first_) / length_;
+    std::size_t start = first_ + block * length_;
+    look_back(start);
+    for (; start < curve_.size(); start += length_) run_block(start, values);
   }
 
  private:
+  // What a run over all points before `start` would have found.
+  void look_back(std::size_t start) {
+    std::size_t k = start;
+    while (k > first_ && std::isnan(curve_[k - 1])) --k;
+    present_to_ = k > first_ ? k : 0;
+    constant_from_ = start;
+    while (constant_from_ > first_ && !changes_at(constant_from_ - 1)) --constant_from_;
+    constant_from_ = constant_from_ > first_ ? constant_from_ - 1 : 0;
+  }
+
+  bool changes_at(std::size_t k) const { return k > 0 && curve_[k] != curve_[k - 1]; }
+
   Sums point(std::size_t i) const {
     const double r = curve_[i] - centre_;
     const double s = reference_.sines()[i], c = reference_.cosines()[i];
@@ -127,7 +139,7 @@ class Windows {
       const std::size_t from = start == first_ ? first_ : k - length_;
       if (k > from && k >= length_) values[k] = value_of_window(from, k, start, prefix);
       prefix = prefix + point(k);
-      if (k > 0 && curve_[k] != curve_[k - 1]) constant_from_ = k;
+      if (changes_at(k)) constant_from_ = k;
       if (!std::isnan(curve_[k])) present_to_ = k + 1;
     }
   }
@@ -196,9 +208,9 @@ class Windows {
     return WindowMeans{sum_r / present, sum_s / n, sum_c / n};
   }
 
-  const std::vector<double> curve_;
+  const std::vector<double>& curve_;
   const std::size_t first_, length_;
-  BreathingReference reference_;
+  BreathingReference& reference_;
   std::vector<Sums> suffixes_;  // [j]: sums over the last j points before the block
   double centre_ = 0;
   std::size_t constant_from_ = 0;  // the curve does not change from this point on
@@ -206,9 +218,8 @@ class Windows {
 };
 
 // The window's length in points, limited to `points`; 0 when it is not a positive number.
-std::size_t window_length(double cycle_seconds, double step_seconds, int32_t cycles,
-                          std::size_t points) {
-  const double length = std::trunc(cycle_seconds / step_seconds) * cycles;
+std::size_t window_length(const TvnWindow& window, std::size_t points) {
+  const double length = std::trunc(window.cycle_seconds / window.step_seconds) * window.cycles;
   if (!(length > 0)) return 0;
   return static_cast<std::size_t>(std::min(length, static_cast<double>(points)));
 }
@@ -218,18 +229,63 @@ std::size_t window_length(double cycle_seconds, double step_seconds, int32_t cyc
 std::vector<double> compute_tvn_series(std::span<const double> rr_seconds, int32_t n_ecg_samples,
                                        int32_t cycles_per_window, double cycle_seconds, double fs,
                                        double step_seconds) {
-  std::vector<double> grid = time_grid(static_cast<std::size_t>(std::max(n_ecg_samples, 0)), fs);
-  if (grid.empty() || grid.back() < cycles_per_window * cycle_seconds) return {};
-  std::vector<double> curve = intervals_on_grid(rr_seconds, grid);
-  const auto valid =
-      std::find_if_not(curve.begin(), curve.end(), [](double v) { return std::isnan(v); });
-  if (valid == curve.end()) return {};
-  const std::size_t length =
-      window_length(cycle_seconds, step_seconds, cycles_per_window, grid.size());
-  if (length == 0) return std::vector<double>(grid.size(), k_nan);
-  const auto first = static_cast<std::size_t>(valid - curve.begin());
-  BreathingReference reference(std::move(grid), 1 / cycle_seconds * k_two_pi);
-  return Windows(std::move(curve), first, length, std::move(reference)).run();
+  return RunningTvn(fs).series(rr_seconds, n_ecg_samples,
+                               {cycles_per_window, cycle_seconds, step_seconds});
+}
+
+RunningTvn::RunningTvn(double fs) : fs_(fs), grid_(fs), reference_(k_nan) {}
+
+const std::vector<double>& RunningTvn::series(std::span<const double> rr_seconds,
+                                              int32_t n_ecg_samples, const TvnWindow& window) {
+  if (window != window_) {
+    *this = RunningTvn(fs_);
+    window_ = window;
+    reference_ = BreathingReference(1 / window.cycle_seconds * k_two_pi);
+  }
+  try {
+    update(rr_seconds, static_cast<std::size_t>(std::max(n_ecg_samples, 0)));
+  } catch (...) {  // what is kept may be half of an old call's and half of this one's
+    *this = RunningTvn(fs_);
+    throw;
+  }
+  return values_;
+}
+
+void RunningTvn::update(std::span<const double> rr_seconds, std::size_t n_samples) {
+  const std::vector<double>& grid = grid_.extend(n_samples);
+  if (grid.empty() || grid.back() < window_.cycles * window_.cycle_seconds || rr_seconds.empty()) {
+    values_.clear();
+    return;
+  }
+  const std::size_t from = draw_curve(grid, rr_seconds);
+  update_values(grid, from);
+}
+
+// Returns the first point that may have changed.
+std::size_t RunningTvn::draw_curve(std::span<const double> grid,
+                                   std::span<const double> rr_seconds) {
+  const BeatIntervals beats = beat_intervals(rr_seconds);
+  const double time = knots_.changed_from(beats.times, beats.intervals);
+  const auto changed =
+      static_cast<std::size_t>(std::ranges::lower_bound(grid, time) - grid.begin());
+  const std::size_t from = std::min(changed, curve_.size());
+  curve_.resize(grid.size());
+  draw(beats, grid, from, curve_);
+  return from;
+}
+
+void RunningTvn::update_values(std::span<const double> grid, std::size_t from) {
+  const auto valid = std::ranges::find_if_not(curve_, [](double v) { return std::isnan(v); });
+  const auto first = static_cast<std::size_t>(valid - curve_.begin());
+  if (first != first_) values_.clear();
+  first_ = first;
+  if (valid == curve_.end()) return values_.clear();
+  from = std::min(from, values_.size());
+  values_.resize(grid.size(), k_nan);
+  const std::size_t length = window_length(window_, grid.size());
+  if (length == 0) return;
+  reference_.extend(grid);
+  Windows(curve_, first, length, reference_).run(from, values_);
 }
 
 }  // namespace tvn

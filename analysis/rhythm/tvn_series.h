@@ -1,9 +1,14 @@
 // The TVN value: how closely the beat-to-beat intervals follow the paced breathing, from -1 to 1.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
+
+#include "analysis/rhythm/breathing_reference.h"
+#include "analysis/rhythm/interpolation.h"
+#include "analysis/rhythm/time_grid.h"
 
 namespace tvn {
 
@@ -28,5 +33,40 @@ namespace tvn {
 std::vector<double> compute_tvn_series(std::span<const double> rr_seconds, int32_t n_ecg_samples,
                                        int32_t cycles_per_window, double cycle_seconds, double fs,
                                        double step_seconds);
+
+// What a value looks back over.
+struct TvnWindow {
+  int32_t cycles = 0;  // breathing cycles
+  double cycle_seconds = 0, step_seconds = 0;
+  bool operator==(const TvnWindow&) const = default;
+};
+
+// The same for a recording that grows. A value depends on the intervals before it alone, so that
+// those before the first interval that changed stand.
+class RunningTvn {
+ public:
+  explicit RunningTvn(double fs);
+
+  // compute_tvn_series(rr_seconds, n_ecg_samples, ...), to the bit; it is valid until the next
+  // call. Quick where the window and most intervals are those of the call before: some nanoseconds
+  // an interval, and the new points. Memory: 48 bytes a point, in ill-conditioned cases 16 more.
+  const std::vector<double>& series(std::span<const double> rr_seconds, int32_t n_ecg_samples,
+                                    const TvnWindow& window);
+
+ private:
+  void update(std::span<const double> rr_seconds, std::size_t n_samples);
+  std::size_t draw_curve(std::span<const double> grid, std::span<const double> rr_seconds);
+  void update_values(std::span<const double> grid, std::size_t from);
+
+  double fs_;
+
+  TvnWindow window_;
+  GrowingGrid grid_;
+  KnotMemory knots_;
+  std::vector<double> curve_;  // intervals in milliseconds, NaN outside the beats
+  BreathingReference reference_;
+  std::size_t first_ = 0;  // the curve's first point for which the values were computed
+  std::vector<double> values_;
+};
 
 }  // namespace tvn

@@ -45,8 +45,8 @@ struct PieceSpectrum {
   std::vector<SplitComplex> step_bins;  // the same for each of the signal's jumps alone
 };
 
-// The least period, a power of two or three times one of grid steps, in which wavelets of this reach (samples) about
-// the heart rate see nothing of the next period.
+// The least period, a power of two or three times one of grid steps, in which wavelets of this
+// reach (samples) about the heart rate see nothing of the next period.
 std::size_t piece_length(const CoarseSignal& signal, std::size_t reach);
 
 // n log n.

@@ -71,8 +71,8 @@ TEST_F(BatchRecordingTest, TheLastTvnIsThatOfTheRun) {
   const std::string path = add_ecg(settings);
   std::vector<double> samples = synthetic::make_ecg(settings);
   for (double& sample : samples) sample = std::round(sample);
-  RunningBeats beats(k_max_heart_rate, k_ecg_rate);
-  const auto pass = compute_pass(EcgBuffer(samples).view(samples.size()), 16, beats);
+  RunningAnalysis analysis;
+  const auto pass = compute_pass(EcgBuffer(samples).view(samples.size()), 16, analysis);
   const BatchOutcome outcome = analyse_file(path, {});
   ASSERT_TRUE(pass && outcome.result);
   EXPECT_EQ(outcome.result->numbers.last_tvn, pass->tvn);

@@ -20,8 +20,8 @@ class AnalysisPassTest : public SessionTest {
   }
   static std::optional<PassResult> pass_over(std::vector<double> samples, double cycle_seconds) {
     const std::size_t count = samples.size();
-    RunningBeats beats(k_max_heart_rate, k_ecg_rate);
-    return compute_pass(EcgBuffer(std::move(samples)).view(count), cycle_seconds, beats);
+    RunningAnalysis analysis;
+    return compute_pass(EcgBuffer(std::move(samples)).view(count), cycle_seconds, analysis);
   }
 };
 
