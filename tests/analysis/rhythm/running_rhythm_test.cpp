@@ -24,6 +24,8 @@
 namespace tvn {
 namespace {
 
+constexpr double k_nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double k_inf = std::numeric_limits<double>::infinity();
 constexpr double k_fs = 130;
 constexpr TvnWindow k_window{2, 16, 0.1};
 
@@ -67,8 +69,7 @@ class GrowingRhythm {
 
   // A heart's, but for a share that no heart has.
   double interval() {
-    constexpr double k_inf = std::numeric_limits<double>::infinity();
-    constexpr double k_odd[] = {0, -0.0, -0.4, 60, 1e-9, 1e9, k_inf, std::nan("")};
+    constexpr double k_odd[] = {0, -0.0, -0.4, 60, 1e-9, 1e9, k_inf, k_nan};
     if (noise_.uniform() < odd_share_) return k_odd[noise_.bits() % std::size(k_odd)];
     if (noise_.uniform() < 0.03) return 0.85 + 3 * noise_.uniform();  // beats that were missed
     if (noise_.uniform() < 0.02) steady_ = !steady_;
@@ -128,7 +129,7 @@ TEST(RunningRhythm, AnotherWindowStartsOver) {
   RunningTvn tvn(k_fs);
   for (int call = 0; call < 60; ++call) {
     rhythm.go_on();
-    for (const double cycle : {16.0, 10.0, 0.0, 1e9, std::nan("")}) {
+    for (const double cycle : {16.0, 10.0, 0.0, 1e9, k_nan}) {
       ASSERT_NO_FATAL_FAILURE(expect_same(hr, tvn, rhythm, {2, cycle, 0.1})) << cycle;
     }
     // A window that reaches further than the recording.
@@ -222,7 +223,7 @@ TEST(RunningRhythm, IsWholeAfterACallThatFailedForWantOfMemory) {
 // That the quick way is taken at all.
 TEST(KnotMemory, TellsTheLastKnotThatIsTheSame) {
   KnotMemory memory;
-  constexpr double k_all = -std::numeric_limits<double>::infinity();
+  constexpr double k_all = -k_inf;
   const auto changed_from = [&memory](const Series& times, const Series& values) {
     return memory.changed_from(times, values);
   };
