@@ -64,6 +64,8 @@ Program::Program(const ProgramOptions& options) {
   if (!options.argument.empty()) arguments.push_back(options.argument);
   pid_ = fork();
   if (pid_ == 0) {
+    // Tests that are started under nohup, or in the background of a script, begin with them ignored.
+    for (const int asked : {SIGHUP, SIGINT, SIGTERM}) signal(asked, SIG_DFL);
     const int errors = open((folder() + "/stderr").c_str(), O_WRONLY | O_CREAT, 0644);
     dup2(pipe_ends[1], 1);
     dup2(errors, 2);

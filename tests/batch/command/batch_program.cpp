@@ -25,6 +25,8 @@ BatchProgram::BatchProgram(const std::vector<std::string>& arguments, const std:
   argv.push_back(nullptr);
   pid_ = fork();
   if (pid_ != 0) return;
+  // Tests that are started under nohup, or in the background of a script, begin with them ignored.
+  for (const int asked : {SIGHUP, SIGINT, SIGTERM}) signal(asked, SIG_DFL);
   const auto redirect = [this](const char* name, int flags, int to) {
     dup2(open((folder_ + name).c_str(), flags, 0644), to);
   };
