@@ -61,9 +61,54 @@ TEST_F(AnalysisPassTest, WritesTheSeriesAsTheyStandInASnapshot) {
   EXPECT_EQ(result->ecg_window.size(), 780u);
 }
 
+// With a limit below 240 a minute every second beat would be lost.
+TEST_F(AnalysisPassTest, FollowsAHeartAt120AndAt240BeatsAMinute) {
+  for (const double rr : {0.5, 0.25}) {
+    synthetic::EcgSettings settings;
+    settings.seconds = 20;
+    settings.mean_rr = rr;
+    settings.rr_swing = settings.rr_jitter = 0;
+    const auto result = pass_over(make_ecg(settings), 10.0);
+    ASSERT_TRUE(result);
+    EXPECT_NEAR(result->rr_count, (20 - 0.4) / rr, 2.0);
+    EXPECT_NEAR(result->hr, 60 / rr, 12.0);  // one sample of the interval, at 240
+  }
+}
+
+// The breath's swing of the RR intervals makes the rate's last value another one than the first.
+TEST_F(AnalysisPassTest, TellsTheNewestRateAndTheLastSixSeconds) {
+  const std::vector<double> ecg = make_ecg(44.0);
+  const auto result = pass_over(ecg, 10.0);
+  ASSERT_TRUE(result);
+  ASSERT_EQ(result->hr_series.size(), 440u);
+  EXPECT_EQ(result->hr, result->hr_series.back().y);
+  EXPECT_GT(std::abs(result->hr - result->hr_series.front().y), 1.0);
+  ASSERT_EQ(result->ecg_window.size(), 780u);
+  for (std::size_t i = 0; i < 780; ++i) {
+    EXPECT_EQ(result->ecg_window[i], std::round(ecg[ecg.size() - 780 + i] * 10) / 10);
+  }
+}
+
+TEST_F(AnalysisPassTest, TellsBothSeriesApart) {
+  const auto result = pass_over(make_ecg(30.0), 10.0);
+  ASSERT_TRUE(result);
+  for (const SeriesPoint& point : result->hr_series) EXPECT_NEAR(point.y, 70.0, 20.0);
+  std::size_t values = 0;
+  for (const SeriesPoint& point : result->tvn_series) {
+    if (point.is_null) continue;
+    EXPECT_LE(std::abs(point.y), 1.0);
+    ++values;
+  }
+  EXPECT_GT(values, 90u);  // ten seconds, at ten a second, after two cycles
+  EXPECT_EQ(result->tvn, result->tvn_series.back().y);
+}
+
 TEST_F(AnalysisPassTest, PublishesIntoTheSession) {
   set_replay(make_ecg(30.0));
   analyse_once(engine_);
+  EXPECT_TRUE(get(&Engine::tvn_series_json).get().starts_with(R"([{"x":0,"y":null})"));
+  EXPECT_TRUE(std::isnan(get(&Engine::tvn)));  // no two cycles of 16 s
+  EXPECT_EQ(get(&Engine::ecg_window).size(), 780u);
   EXPECT_NEAR(get(&Engine::hr), 70.0, 30.0);
   EXPECT_GT(get(&Engine::rr_count), 20);
   EXPECT_FALSE(get(&Engine::hr_series).empty());

@@ -103,6 +103,71 @@ TEST_F(RunsTest, AReplayKeepsPaceWithTheClock) {
   EXPECT_LT(seconds, 3.0);
 }
 
+// Not before the whole recording is analysed: the page asks for no more once a run has ended.
+TEST_F(RunsTest, ARunEndsAfterItsLastPass) {
+  const std::string path = write_recording("a.csv", make_ecg(300.0));
+  start_replay(engine_, path, {{"speed", "1e6"}});
+  while (engine_.running) std::this_thread::yield();
+  const SessionLock hold(engine_.lock);
+  ASSERT_FALSE(engine_.hr_series.empty());
+  EXPECT_GE(engine_.hr_series.back().x, 299.0);
+}
+
+TEST_F(RunsTest, PassesBeginASecondApartAndOneAtATime) {
+  const auto passes_begun = [this](std::uint64_t count) {
+    return wait_until([&] { return get(&Engine::passes_begun) >= count; });
+  };
+  start_replay(engine_, write_recording("a.csv", std::vector<double>(7800, 1.0)), {});
+  ASSERT_TRUE(passes_begun(1));
+  const double first = monotonic_seconds();
+  ASSERT_TRUE(passes_begun(2));
+  EXPECT_GE(monotonic_seconds() - first, 0.7);
+  EXPECT_LT(monotonic_seconds() - first, 2.5);
+  ASSERT_TRUE(wait_until([this] { return !engine_.analysis_busy; }));
+  engine_.analysis_busy = true;  // as if a pass took long
+  const double second = monotonic_seconds();
+  ASSERT_TRUE(wait_until([&] { return monotonic_seconds() - second > 1.2; }));
+  EXPECT_EQ(get(&Engine::passes_begun), 2u);
+  engine_.analysis_busy = false;  // the next one was due long ago
+  const double free_again = monotonic_seconds();
+  ASSERT_TRUE(passes_begun(3));
+  EXPECT_LT(monotonic_seconds() - free_again, 0.7);
+}
+
+TEST_F(RunsTest, AStartBeginsAtTheBeginningWhereverTheLastReplayStood) {
+  const std::string path = write_recording("a.csv", std::vector<double>(1000, 1.0));
+  start_replay(engine_, path, {{"speed", "0"}});
+  seek(engine_, 0.5);
+  const std::uint64_t passes = get(&Engine::passes_begun);
+  start_replay(engine_, path, {{"speed", "0"}});
+  ASSERT_TRUE(wait_until([&] { return get(&Engine::passes_begun) > passes; }));
+  EXPECT_EQ(get(&Engine::replay_pos), 0);  // after a round of the worker
+}
+
+TEST_F(RunsTest, ASeekSetsTheClockAnewAtEverySpeed) {
+  const std::string path = write_recording("a.csv", std::vector<double>(600'000, 1.0));
+  start_replay(engine_, path, {{"speed", "100"}});
+  ASSERT_TRUE(wait_until([this] { return get(&Engine::replay_pos) >= 3000; }));
+  const double begun = monotonic_seconds();
+  seek(engine_, 0.5);
+  ASSERT_TRUE(wait_until([this] { return get(&Engine::replay_pos) > 300'000; }));
+  const auto since = static_cast<double>(get(&Engine::replay_pos) - 300'000);
+  EXPECT_LE(since, (monotonic_seconds() - begun) * 100.0 * 130.0);
+}
+
+// Markers lie beside their recording, in whatever folder it is.
+TEST_F(RunsTest, AReplayBringsTheMarkersBesideItsFile) {
+  std::filesystem::create_directories(folder_ / "elsewhere");
+  ASSERT_TRUE(write_file(folder_ / "elsewhere/a.csv", "1\n2\n3\n"));
+  ASSERT_TRUE(write_file(folder_ / "elsewhere/a_markers.csv", "marker,sample_index\n4,1\n"));
+  write_recording("a.csv", {1, 2, 3});
+  ASSERT_TRUE(write_file(recordings_dir(engine_) + "/a_markers.csv", "7,2\n"));
+  start_replay(engine_, folder_ / "elsewhere/a.csv", {{"speed", "0"}});
+  const std::vector<Marker> markers = get(&Engine::markers);
+  ASSERT_EQ(markers.size(), 1u);
+  EXPECT_EQ(markers[0].key, 4);
+}
+
 TEST_F(RunsTest, AnEmptyFileEndsAtOnce) {
   EXPECT_TRUE(start_replay(engine_, write_recording("empty.csv", {}), {}));
   ASSERT_TRUE(wait_until([this] { return !engine_.running; }));
@@ -252,6 +317,26 @@ TEST_F(LiveRunsTest, ALiveRunReceivesFromTheSensorUntilItStops) {
   EXPECT_EQ(sensor_.calls, (std::vector<std::string>{"start AA:BB", "stop"}));
   const SessionLock hold(engine_.lock);
   EXPECT_EQ(elapsed_samples(engine_), static_cast<std::int64_t>(ecg.size() + 1));
+}
+
+// The sixteen cycles are a target that the page shows, and no end.
+TEST_F(LiveRunsTest, ALiveRunGoesOnAfterItsSixteenCycles) {
+  start_live(engine_, "AA:BB", {{"indur", "0.05"}, {"outdur", "0.05"}});
+  sensor_.send(std::vector<double>(260, 1.0));  // 2 s: 20 cycles of 0.1 s
+  const std::uint64_t passes = get(&Engine::passes_begun);
+  ASSERT_TRUE(wait_until([&] { return get(&Engine::passes_begun) > passes; }));
+  EXPECT_TRUE(engine_.running);
+  sensor_.send({1.0});
+  const SessionLock hold(engine_.lock);
+  EXPECT_EQ(elapsed_samples(engine_), 261);
+}
+
+TEST_F(LiveRunsTest, ASeekDoesNothingInALiveRun) {
+  start_replay(engine_, write_recording("a.csv", std::vector<double>(1000, 1.0)), {{"speed", "0"}});
+  start_live(engine_, "AA:BB", {});
+  seek(engine_, 0.5);
+  EXPECT_EQ(get(&Engine::replay_pos), 0);
+  EXPECT_EQ(get(&Engine::replay_offset), 0.0);
 }
 
 TEST_F(LiveRunsTest, ALiveRunBeginsWithoutWhatTheLastOneLeft) {

@@ -135,6 +135,24 @@ TEST_F(StatusTest, WritesNullForWhatAZeroCycleLeavesUndefined) {
   EXPECT_EQ(value_of(json, "frac", "cycles_done"), "0");
 }
 
+TEST_F(StatusTest, TellsTheFrequencyOfTheCycle) {
+  const SessionLock hold(engine_.lock);
+  for (const auto& [cycle, frequency] :
+       {std::pair(10.0, "0.1"), std::pair(9.95, "0.1005"), std::pair(0.1, "10")}) {
+    engine_.cycle_seconds = cycle;
+    EXPECT_EQ(value_of(status_json(engine_), "expected_freq", "sex"), frequency);
+  }
+}
+
+TEST_F(StatusTest, TellsBothSeriesApart) {
+  const SessionLock hold(engine_.lock);
+  engine_.hr_series_json = SharedText(R"([{"x":0,"y":61}])");
+  engine_.tvn_series_json = SharedText(R"([{"x":0,"y":-0.5}])");
+  const std::string json = status_json(engine_);
+  EXPECT_EQ(value_of(json, "hr_series", "tvn_series"), R"([{"x":0,"y":61}])");
+  EXPECT_EQ(value_of(json, "tvn_series", "indur"), R"([{"x":0,"y":-0.5}])");
+}
+
 TEST_F(StatusTest, EscapesTexts) {
   const SessionLock hold(engine_.lock);
   engine_.name_id = "a\"b\nc";
