@@ -64,7 +64,8 @@ Program::Program(const ProgramOptions& options) {
   if (!options.argument.empty()) arguments.push_back(options.argument);
   pid_ = fork();
   if (pid_ == 0) {
-    // Tests that are started under nohup, or in the background of a script, begin with them ignored.
+    // Tests that are started under nohup, or in the background of a script, begin with them
+    // ignored.
     for (const int asked : {SIGHUP, SIGINT, SIGTERM}) signal(asked, SIG_DFL);
     const int errors = open((folder() + "/stderr").c_str(), O_WRONLY | O_CREAT, 0644);
     dup2(pipe_ends[1], 1);
@@ -150,8 +151,9 @@ bool Program::is_alive() const {
 }
 
 int test_port() {
-  // Tests run as processes of their own at the same time: spread by process number.
-  return 20000 + (getpid() * 61) % 20000;
+  // Tests run as processes of their own at the same time: spread by process number. Below the ports
+  // that the system gives to connections (from 32768 on).
+  return 20000 + (getpid() * 61) % 12000;
 }
 
 int connect_to(int port) {

@@ -153,6 +153,25 @@ TEST(LoadReportLogo, UsesTheEmbeddedLogoWithoutAFile) {
   EXPECT_EQ(report_logo().height, 175);
 }
 
+// The embedded one's bytes with another size in the frame header (ITU-T T.81, B.2.2): its height
+// and width follow the marker, the segment's length and the precision.
+TEST(LoadReportLogo, TakesTheFileBesideThePage) {
+  const TemporaryFolder folder;
+  std::string logo = *find_asset("report_logo.jpg");
+  const std::size_t frame = logo.find("\xFF\xC0");
+  ASSERT_NE(frame, std::string::npos);
+  logo.replace(frame + 5, 4, std::string("\0\x32\1\x2C", 4));
+  put(folder / "report_logo.jpeg", logo);
+  EXPECT_EQ(load_report_logo(folder.path()), "  Report logo loaded (300x50).\n");
+  EXPECT_EQ(report_logo().bytes, logo);
+  EXPECT_EQ(report_logo().width, 300);
+  EXPECT_EQ(report_logo().height, 50);
+  logo[frame + 6] = '\x33';
+  put(folder / "report_logo.jpg", logo);  // which goes before .jpeg
+  EXPECT_EQ(load_report_logo(folder.path()), "  Report logo loaded (300x51).\n");
+  EXPECT_EQ(report_logo().bytes, logo);
+}
+
 TEST(LoadReportLogo, PrefersTheFileEvenWhenItIsNoPicture) {
   const TemporaryFolder folder;
   put(folder / "report_logo.jpeg", "");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 
 #include "tests/stand_in.h"
 
@@ -11,6 +12,14 @@ namespace {
 TEST(FolderChooser, GivesWhatTheDialogPrints) {
   const StandIn dialog("zenity", "echo noise >&2; printf '/home/ann/My study \\n\\r\\n'");
   EXPECT_EQ(choose_folder(), "/home/ann/My study");
+}
+
+TEST(FolderChooser, LeavesNoChildBehindAndShowsNothingOfItsNoise) {
+  const StandIn dialog("zenity", "echo noise >&2; echo /x");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(choose_folder(), "/x");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);  // there is none
 }
 
 TEST(FolderChooser, KeepsLongPathsWhole) {

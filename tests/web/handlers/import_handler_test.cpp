@@ -24,6 +24,22 @@ TEST_F(ImportHandlerTest, ImportsARawEcg) {
   EXPECT_EQ(stored, flat_ecg(1000));
 }
 
+// "fname" goes before "name"; without either it is import.txt. What is left of a name when it is
+// made fit for files may be nothing.
+TEST_F(ImportHandlerTest, IsNamedByTheRequest) {
+  const std::pair<const char*, const char*> names[] = {{"?name=b.txt&fname=a.txt", "a.txt"},
+                                                       {"?name=b.c.txt", "b.c.txt"},
+                                                       {"", "import.txt"},
+                                                       {"?fname=", ""}};
+  const std::string stored[] = {"imported_a_2", "imported_b.c_2", "imported_import_2",
+                                "imported_recording_2"};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const std::string reply = body("/import" + std::string(names[i].first), flat_ecg(400));
+    EXPECT_TRUE(reply.starts_with(R"({"ok":true,"file":")" + stored[i])) << reply;
+    EXPECT_EQ(get(&Engine::source_label), std::string("Imported — ") + names[i].second);
+  }
+}
+
 TEST_F(ImportHandlerTest, BringsAnImportTo130SamplesPerSecond) {
   body("/import?name=b&fs=260", "1000000.4\n-0.00001234567\n" + flat_ecg(998));
   const SessionLock hold(engine_.lock);
@@ -65,8 +81,9 @@ TEST_F(ImportHandlerTest, MakesAReportOfAKubiosExport) {
 TEST_F(ImportHandlerTest, AKubiosImportDuringABatchLeavesTheUploadsAlone) {
   body("/batch_upload?rel=a.txt", "x");
   engine_.batch_running = true;
-  EXPECT_EQ(body("/import?fname=k.csv", "Kubios\nRR INTERVAL DATA\n,1,1\n,2,1\n,3,1\n"),
+  EXPECT_EQ(body("/import?fname=k.csv&age=70", "Kubios\nRR INTERVAL DATA\n,1,1\n,2,1\n,3,1\n"),
             R"({"ok":false,"note":"A batch is already running."})");
+  EXPECT_EQ(get(&Engine::age), 40);
   EXPECT_TRUE(fs::exists(upload_dir(engine_) + "/a.txt"));
 }
 

@@ -34,7 +34,9 @@ TEST_F(JobHandlersTest, RefuseASecondBatchWithoutOpeningTheDialog) {
   engine_.batch_running = true;
   EXPECT_EQ(body("/batch_start"), running);
   EXPECT_EQ(body("/batch_start?root=/x"), running);
-  EXPECT_EQ(body("/batch_run"), running);
+  EXPECT_EQ(body("/batch_run?age=70&indur=3&name=x"), running);
+  EXPECT_EQ(get(&Engine::age), 40);  // as it was, and so is all of the session
+  EXPECT_EQ(get(&Engine::cycle_seconds), 16);
   EXPECT_FALSE(std::filesystem::exists(folder_ / "shown"));
   engine_.batch_running = false;
   body("/batch_start");
@@ -70,6 +72,23 @@ TEST_F(JobHandlersTest, TellWhichPictureIsWhich) {
   }
   EXPECT_EQ(body("/tfr_images"),
             R"({"status":"done","images":{"tfr3":"data:time","tfr10":"data:frequency"}})");
+}
+
+TEST_F(JobHandlersTest, TellHowFarTheyAreAndWhatFailed) {
+  {
+    const SessionLock hold(engine_.lock);
+    engine_.tfr_status = engine_.export_status = "error";
+    engine_.tfr_error = "Too \"short\"";
+    engine_.export_error = "No room.";
+    engine_.batch_status = "running";
+    engine_.batch_total = 7;
+    engine_.batch_done = 3;
+    engine_.batch_msg = "Processing anna / 4.txt";
+  }
+  EXPECT_EQ(body("/tfr_status"), R"({"status":"error","error":"Too \"short\""})");
+  EXPECT_EQ(body("/export_status"), R"({"status":"error","error":"No room."})");
+  EXPECT_EQ(body("/batch_status"),
+            R"({"status":"running","total":7,"done":3,"msg":"Processing anna / 4.txt"})");
 }
 
 TEST_F(JobHandlersTest, ExportTheRunSoFar) {

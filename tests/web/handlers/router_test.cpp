@@ -44,6 +44,45 @@ TEST_F(RouterTest, AnswersAsAnIdleProgram) {
   EXPECT_EQ(stream.next_event(), event_text(status_json(engine_)));
 }
 
+// The method says nothing but whether there is a body.
+TEST_F(RouterTest, AnswersEveryMethodAlike) {
+  for (const char* path : {"/",
+                           "/index.html",
+                           "/logo.png",
+                           "/ball.png",
+                           "/piano.wav",
+                           "/mark",
+                           "/bt_available",
+                           "/recordings",
+                           "/scan",
+                           "/status",
+                           "/seek",
+                           "/start_replay",
+                           "/start_live",
+                           "/stop",
+                           "/save",
+                           "/export_status",
+                           "/tfr_status",
+                           "/tfr_images",
+                           "/batch_status",
+                           "/batch_new",
+                           "/batch_upload",
+                           "/import",
+                           "/stream",
+                           "/nothing"}) {
+    Request request;
+    request.path = path;
+    request.method = "GET";
+    const Reply wanted = route(request, site_);
+    for (const char* method : {"POST", "PUT", "HEAD", "get", ""}) {
+      request.method = method;
+      const Reply reply = route(request, site_);
+      EXPECT_EQ(reply.bytes, wanted.bytes) << method << " " << path;
+      EXPECT_EQ(!reply.next_event, !wanted.next_event);
+    }
+  }
+}
+
 TEST_F(RouterTest, ReadsMarkerKeysAsNumbers) {
   write_saved("a.csv", flat_ecg(5000));
   ask("/start_replay?dir=saved&file=a.csv&speed=0");
