@@ -240,6 +240,23 @@ TEST_F(BatchJobTest, ALongNameIsCut) {
   EXPECT_THAT(exported(), ElementsAre("A_export", std::string(238, 'B') + "_export"));
 }
 
+// While the test holds the session, the job has no turn to say more.
+TEST_F(BatchJobTest, BeginsWithTheSearchAndWithoutWhatTheLastOneLeft) {
+  add_ecg("A/one.txt");
+  run();
+  {
+    const SessionLock hold(engine_.lock);
+    ASSERT_TRUE(start_batch(engine_, root(), false, ""));
+    EXPECT_EQ(engine_.batch_status, "running");
+    EXPECT_EQ(engine_.batch_msg, "Scanning…");
+    EXPECT_EQ(engine_.batch_result, "");
+    EXPECT_EQ(engine_.batch_total, 0u);
+    EXPECT_EQ(engine_.batch_done, 0u);
+  }
+  ASSERT_TRUE(wait_until([this] { return !engine_.batch_running; }));
+  expect_done(1, 1);
+}
+
 // Messages come in the order of the files and name the person and the file.
 TEST_F(BatchJobTest, TellsWhatItIsDoing) {
   for (int i = 0; i < 6; ++i) add_ecg("A/" + std::to_string(i) + ".txt", 120);

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "analysis/beats/r_peaks.h"
+#include "export/recording_analysis.h"
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/file_limit.h"
 #include "tests/session/scarce_memory.h"
@@ -169,6 +170,25 @@ TEST_F(ExportJobTest, OneAtATime) {
   engine_.export_status = "idle";
 }
 
+TEST_F(ExportJobTest, BeginsWithoutWhatTheLastOneLeft) {
+  set_replay(std::vector<double>(400, 1.0));
+  const SessionLock hold(engine_.lock);  // the job has no turn to publish
+  engine_.export_result = engine_.export_error = "old";
+  start_export(engine_);
+  EXPECT_EQ(engine_.export_status, "exporting");
+  EXPECT_EQ(engine_.export_result, "");
+  EXPECT_EQ(engine_.export_error, "");
+}
+
+// A recording of just one cycle has a report; its log power is of all of it.
+TEST_F(ExportJobTest, OneWholeCycleIsEnough) {
+  std::vector<double> ecg = synthetic::make_ecg(20.0);
+  ecg.resize(16 * 130);
+  set_replay(ecg);
+  export_now();
+  EXPECT_EQ(names_in(exports() + "/Jane_Doe_export").size(), 6u);
+}
+
 // 16 KB of markers to copy, and no memory for them.
 TEST_F(ExportJobTest, WithoutMemoryToBeginNoExportIsUnderWay) {
   set_replay(std::vector<double>(400, 1.0));
@@ -180,6 +200,15 @@ TEST_F(ExportJobTest, WithoutMemoryToBeginNoExportIsUnderWay) {
   EXPECT_EQ(status(), "idle");
   export_now();
   EXPECT_EQ(status(), "done");
+}
+
+// The peaks need more than the texts do: without memory for them the recording is exported all the
+// same, without a rate.
+TEST_F(ExportJobTest, WithoutMemoryForThePeaksTheRecordingIsThereAllTheSame) {
+  const std::vector<double> ecg = synthetic::make_ecg(100.0);
+  EXPECT_FALSE(rr_intervals_of(ecg).empty());
+  const ScarceMemory scarce(2000);
+  EXPECT_TRUE(rr_intervals_of(ecg).empty());
 }
 
 TEST_F(ExportJobTest, AFailureIsToldAndTheNextExportStartsAfresh) {

@@ -110,7 +110,9 @@ TEST_F(RunJournalTest, ASaveThatFailsRemovesNothing) {
   }();
   fs::create_directory(markers_path(recordings_dir(engine_) + "/" + recording.file_name));
   EXPECT_THAT(save_recording(engine_, recording).reply, StartsWith(R"({"ok":true)"));
+  EXPECT_EQ(journals().size(), 1u);
   EXPECT_EQ(journal().saved, 0u);
+  EXPECT_EQ(get(&Engine::saved_samples), 0u);
 }
 
 // What fits before the disk is full stays readable.

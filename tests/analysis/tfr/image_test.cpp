@@ -43,6 +43,13 @@ TEST(NormativeLogPower, FollowsAgeAndSex) {
   EXPECT_EQ(normative_log_power('x', 40), normative_log_power('M', 40));
 }
 
+// By hand: 9.465 - 0.02832 * 63; 3.458 + 0.3903 * 20 - 0.008024 * 400 + 0.00004505 * 8000.
+TEST(NormativeLogPower, OfOtherAges) {
+  EXPECT_NEAR(normative_log_power('F', 63), 7.68084, 1e-12);
+  EXPECT_NEAR(normative_log_power('F', 0), 9.465, 1e-12);
+  EXPECT_NEAR(normative_log_power('M', 20), 8.4148, 1e-12);
+}
+
 TEST(TfrImage, IsAtMost1200PixelsWide) {
   EXPECT_EQ(row_image(std::vector<float>(800), plain_settings()).width, 800u);
   EXPECT_EQ(row_image(std::vector<float>(1200), plain_settings()).width, 1200u);

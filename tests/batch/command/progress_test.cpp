@@ -8,6 +8,10 @@ namespace {
 TEST(Progress, TellsTheRateAndTheTimeLeft) {
   EXPECT_EQ(progress_text(0, 200, 5), "0 of 200 recordings");
   EXPECT_EQ(progress_text(50, 200, 5), "50 of 200 recordings, 10.0 a second, 15 s left");
+  EXPECT_EQ(progress_text(1, 100, 1), "1 of 100 recordings, 1.0 a second, 99 s left");
+  EXPECT_EQ(progress_text(1, 101, 1), "1 of 101 recordings, 1.0 a second, 2 min left");
+  EXPECT_EQ(progress_text(1, 6000, 1), "1 of 6000 recordings, 1.0 a second, 100 min left");
+  EXPECT_EQ(progress_text(1, 6001, 1), "1 of 6001 recordings, 1.0 a second, 1.7 h left");
   EXPECT_EQ(progress_text(1, 1000, 1), "1 of 1000 recordings, 1.0 a second, 17 min left");
   EXPECT_EQ(progress_text(1, 10801, 1), "1 of 10801 recordings, 1.0 a second, 3.0 h left");
   EXPECT_EQ(progress_text(200, 200, 4), "200 of 200 recordings, 50.0 a second");
