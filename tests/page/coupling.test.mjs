@@ -84,6 +84,23 @@ test("the reward comes after a full positive cycle, once a cycle",
     assert.equal(await lit(), 1);
   }));
 
+test("a value that is missing ends the reward like one of 0", in_session(async (page, server) => {
+  const lit = () => page.locator("#coupled.lit").count();
+  const at = (elapsed, tvn) => show(page, server, { elapsed, tvn });
+  await at(50, 0.1);
+  await at(66, 0.1);
+  assert.equal(await lit(), 1);
+  await at(67, null);
+  assert.equal(await lit(), 0);
+  await at(68, 0.1);
+  await at(83.9, 0.1);
+  assert.equal(await lit(), 0);
+  await at(84, 0.1);
+  assert.equal(await lit(), 1);
+  await at(85, -0.1);
+  assert.equal(await lit(), 0);
+}));
+
 test("a jump back shows the countdown again, a jump over it beeps once",
   in_session(async (page, server) => {
     const countdown = text(page, "countdown-text");

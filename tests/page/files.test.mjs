@@ -127,6 +127,31 @@ test("a folder is uploaded file by file and run",
       ["/batch_run?mode=single" + PARAMETERS + "&batchname=study"]);
   }));
 
+// Which files are taken, whatever the case of their endings, and what the batch is called.
+test("a folder's name goes with its files", with_page(async (page, server) => {
+  server.replies["/batch_new"] = server.replies["/batch_upload"] = { ok: true };
+  server.replies["/batch_run"] = { ok: true };
+  const process = (paths, mode) => page.evaluate(([paths, mode]) => {
+    const files = paths.map((path) => Object.defineProperty(
+      new File(["1"], path.split("/").at(-1)), "webkitRelativePath",
+      { value: path.includes("/") ? path : "" }));
+    return process_folder(files, "import-folder", mode);
+  }, [paths, mode]);
+  for (const [paths, taken, call] of [
+    [["My & co/A.CSV", "My & co/b.Txt", "My & co/c.HrV.TxT", "My & co/d.txt.bak", "My & co/txt"],
+     ["My%20%26%20co%2FA.CSV", "My%20%26%20co%2Fb.Txt"], "&batchname=My%20%26%20co"],
+    [["alone.txt"], ["alone.txt"], "&batchname=import"]]) {
+    script_polls(server, { status: "done", total: taken.length, done: taken.length, msg: "Ready" });
+    server.requests.length = 0;
+    await process(paths, "single");
+    await text_becomes(hint(page), "✓ Ready");
+    assert.deepEqual(requests_for(server, "/batch_upload").map(({ url }) => url),
+                     taken.map((name) => "/batch_upload?rel=" + name));
+    assert.deepEqual(requests_for(server, "/batch_run").map(({ url }) => url),
+                     ["/batch_run?mode=single" + PARAMETERS + call]);
+  }
+}));
+
 test("polls come every second; a failed one of a Kubios file is tried again after 1.2 s",
   with_folder(["a.txt"], async (page, server, folder) => {
     server.replies["/batch_new"] = server.replies["/batch_upload"] = { ok: true };

@@ -251,6 +251,95 @@ test("the trend has its labels, a line per cycle, and dashes at 0 and at the mar
       getComputedStyle(canvas).backgroundSize), /^38px 38px, 38px 38px$/);
   }));
 
+// Where points were drawn, by chart, as the canvas was told: [[x, y], ...] in CSS pixels; and the
+// frame of the trend.
+function record_drawing(page) {
+  return page.evaluate(() => {
+    const prototype = Path2D.prototype;
+    for (const name of ["moveTo", "lineTo"]) {
+      const draw = prototype[name];
+      prototype[name] = function (x, y) {
+        (this.points ??= []).push([x, y]);
+        draw.call(this, x, y);
+      };
+    }
+    const { stroke, strokeRect } = CanvasRenderingContext2D.prototype;
+    window.paths = [];
+    Object.assign(CanvasRenderingContext2D.prototype, {
+      stroke(path) {
+        if (path?.points && window.paths.at(-1) !== path.points) window.paths.push(path.points);
+        stroke.apply(this, path ? [path] : []);
+      },
+      strokeRect(...frame) {
+        window.frame = frame;
+        strokeRect.apply(this, frame);
+      },
+    });
+  });
+}
+
+const near_points = (points, expected) => {
+  assert.equal(points.length, expected.length);
+  points.forEach(([x, y], i) => assert.ok(
+    Math.hypot(x - expected[i][0], y - expected[i][1]) < 0.01, `${points} ${expected}`));
+};
+
+test("both traces stand where their axes say", in_session(async (page, server) => {
+  await record_drawing(page);
+  // 20 s to 200 s; 60 to 70 beats a minute and 14 % of that on either side.
+  await show(page, server, {
+    elapsed: 200, hr_series: [{ x: 10, y: 90 }, { x: 20, y: 60 }, { x: 110, y: 70 },
+                              { x: 200, y: 65 }],
+    tvn_series: [{ x: 20, y: -1 }, { x: 65, y: 0.5 }, { x: 110, y: null }, { x: 155, y: 0 },
+                 { x: 200, y: 1 }] });
+  const [[rates, tvns], [left, top, width, height]] =
+    await page.evaluate(() => [window.paths, window.frame]);
+  const at = (x_share, y_share) => [left + x_share * width, top + (1 - y_share) * height];
+  near_points(rates, [at(0, 1.4 / 12.8), at(0.5, 11.4 / 12.8), at(1, 6.4 / 12.8)]);
+  near_points(tvns, [at(0, 0), at(0.25, 0.75), at(0.75, 0.5), at(1, 1)]);
+}));
+
+test("the ECG fills its width, with 12 % of its range free above and below",
+  in_session(async (page, server) => {
+    await record_drawing(page);
+    const [width, height] = await page.evaluate(() =>
+      [$("ecg-canvas").clientWidth, $("ecg-canvas").clientHeight]);
+    for (const [ecg, expected] of [
+      [[-100, 400, 150], [[0, 1.12 / 1.24], [0.5, 0.12 / 1.24], [1, 0.62 / 1.24]]],
+      [[7, 8], [[0, 1.12 / 1.24], [1, 0.12 / 1.24]]],
+      [[5, 5, 5], [[0, 0.5], [0.5, 0.5], [1, 0.5]]]]) {
+      await page.evaluate(() => { window.paths = []; });
+      await show(page, server, { ecg });
+      const [trace] = await page.evaluate(() => window.paths);
+      near_points(trace, expected.map(([x, y]) => [x * width, y * height]));
+    }
+    // A single sample, and none: nothing to see, and no harm.
+    for (const ecg of [[5], []]) await show(page, server, { ecg });
+    assert.equal(await count_pixels(page, "ecg-canvas", HEART_RATE_ORANGE), 0);
+  }));
+
+test("marks and seeks that fail are passed over", in_session(async (page, server) => {
+  server.replies["/mark"] = server.replies["/seek"] = null;
+  await show(page, server, { frac: 0.25, elapsed: 60 });
+  await page.keyboard.press("3");
+  await eventually(() => assert.ok(requests_for(server, "/mark").length >= 1));
+  const slider = page.getByLabel("Position");
+  const { x, y, width, height } = await slider.boundingBox();
+  await page.mouse.click(x + width / 2, y + height / 2);
+  await eventually(() => assert.ok(requests_for(server, "/seek").length >= 1));
+  // The snapshots have the slider again, and no marker is claimed that the program has not got.
+  await eventually(async () => {
+    await show(page, server, { frac: 0.3, elapsed: 70 });
+    assert.equal(await slider.inputValue(), "300");
+    await text_becomes(text(page, "markers-line"), "Markers:");
+  });
+  server.replies["/mark"] = { ok: true };
+  const before = requests_for(server, "/mark").length;
+  await page.keyboard.press("4");
+  await eventually(() => assert.equal(requests_for(server, "/mark").length, before + 1));
+  assert.ok(await page.locator("#trouble").isHidden());
+}));
+
 test("chart axes follow the data", in_session(async (page) => {
   const axes = await page.evaluate(() => {
     const points = (...values) => values.map((y, x) => ({ x, y }));

@@ -209,6 +209,23 @@ test("a scan lists Polar devices first and a start names the device",
                  "&name=&indur=5&outdur=11&sex=M&age=40&fs=130");
   }, (server) => { server.replies["/bt_available"] = { available: true }; }));
 
+test("polar anywhere in a name goes first; a device without a name is called by its address",
+  with_page(async (page, server) => {
+    server.replies["/scan"] = { success: true, devices: [
+      { name: "Watch", address: "BB" }, { name: "", address: "A&A" },
+      { name: "my poLaR strap", address: "CC" }] };
+    await button(page, "Scan for devices").click();
+    await text_becomes(page.locator("#scan-line"), "Found 3 device(s). Select your Polar H10.");
+    const values = await page.locator("#device option").evaluateAll((all) =>
+      all.map(({ value }) => value));
+    assert.deepEqual(values, ["", "CC", "BB", "A&A"]);
+    await page.getByLabel("Device").selectOption("A&A");
+    await button(page, "Start recording").click();
+    await eventually(() => assert.equal(requests_for(server, "/start_live").length, 1));
+    assert.match(requests_for(server, "/start_live")[0].url,
+                 /^\/start_live\?address=A%26A&device=&name=/);
+  }, (server) => { server.replies["/bt_available"] = { available: true }; }));
+
 test("a scan that finds nothing or fails says so", with_page(async (page, server) => {
   server.replies["/scan"] = { success: true, devices: [] };
   await button(page, "Scan for devices").click();
