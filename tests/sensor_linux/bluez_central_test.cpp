@@ -1,6 +1,9 @@
 // What is particular to BlueZ: expiry, slow ends, connections that come and go at the wrong moment.
 // The fake bluetoothd behaves as version 5.66 was traced to do.
+#include <systemd/sd-bus.h>
+
 #include <filesystem>
+#include <string>
 #include <thread>
 
 #include "base/clock.h"
@@ -358,6 +361,36 @@ TEST_F(BluezCentralTest, NonsenseFromTheBusChangesNothing) {
   world_.send_frame({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0});
   EXPECT_TRUE(wait_until([this] { return !world_.samples().empty(); }));
   EXPECT_EQ(world_.samples(), std::vector<double>{9.0});
+  EXPECT_EQ(world_.statuses().back(), k_streaming);
+}
+
+// Says to every connection of the bus, as bluetoothd would, that the adapter was turned off. A
+// signal that is sent to somebody by name arrives whatever that somebody listens to.
+void lie_to_everybody(const std::string& bus_address) {
+  sd_bus* bus = nullptr;
+  ASSERT_GE(sd_bus_new(&bus), 0);
+  ASSERT_GE(sd_bus_set_address(bus, bus_address.c_str()), 0);
+  ASSERT_GE(sd_bus_set_bus_client(bus, 1), 0);
+  ASSERT_GE(sd_bus_start(bus), 0);
+  for (int name = 0; name < 10; ++name) {
+    sd_bus_message* signal = nullptr;
+    sd_bus_message_new_signal(bus, &signal, "/org/bluez/hci0", "org.freedesktop.DBus.Properties",
+                              "PropertiesChanged");
+    sd_bus_message_append(signal, "sa{sv}as", "org.bluez.Adapter1", 1, "Powered", "b", 0, 0);
+    sd_bus_send_to(bus, signal, (":1." + std::to_string(name)).c_str(), nullptr);
+    sd_bus_message_unref(signal);
+  }
+  sd_bus_flush_close_unref(bus);
+}
+
+TEST_F(BluezCentralTest, SignalsOfSomebodyElseAreNotBelieved) {
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  lie_to_everybody(world_.bus().address());
+  world_.settle();
+  world_.send_frame({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0});
+  EXPECT_TRUE(wait_until([this] { return !world_.samples().empty(); }));
   EXPECT_EQ(world_.statuses().back(), k_streaming);
 }
 

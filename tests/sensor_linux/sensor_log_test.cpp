@@ -2,13 +2,36 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdarg>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <string>
 
 #include "tests/sensor/log_folder.h"
 
+// Stands in for the C library's: what is told to the system log in this program, and how.
+static std::string g_system_log;
+extern "C" void syslog(int priority, const char* format, ...) {
+  va_list values;
+  va_start(values, format);
+  char text[200];
+  std::vsnprintf(text, sizeof text, format, values);
+  va_end(values);
+  g_system_log += std::to_string(priority) + " " + text + "\n";
+}
+
 namespace tvn {
 namespace {
+
+// With the priority of a user's program (1, RFC 5424) that informs (6).
+TEST(SensorLogOnLinux, EachLineGoesToTheSystemLogAsWell) {
+  const LogFolder log;
+  g_system_log.clear();
+  sensor_log("didConnectPeripheral");
+  sensor_log("100 %s");
+  EXPECT_EQ(g_system_log, "14 [TVN-BLE] didConnectPeripheral\n14 [TVN-BLE] 100 %s\n");
+}
 
 TEST(SensorLogOnLinux, IsQuietWithoutAHome) {
   const LogFolder log;
