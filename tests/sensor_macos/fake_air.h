@@ -27,6 +27,11 @@ void throw_at_connect(const std::string& reason);
 void throw_at_cancel(const std::string& reason);  // "" no more
 // No connection comes about, for this reason; "" no more.
 void refuse_connections(const std::string& message);
+void refuse_connections_without_a_reason();
+// The adapter goes off while the program stops a scan, as it does before it begins one.
+void turn_off_at_stop_scan();
+// How many scans the system was asked for.
+int scans_begun();
 // The system takes so long over the end of a connection.
 void end_connections_after(double seconds);
 // A device's name cannot be had outside the queue.
@@ -36,6 +41,9 @@ void tell_of_a_stranger();
 // Nothing is told for so long; requests meanwhile are answered after it.
 void hold_queue(double seconds);
 void bring_devices();
+void take_devices_away();
+// Each scan sees the strap twice, the second time with this name.
+void rename_strap_in_mid_scan(const std::string& name);
 void know_strap();
 void drop_link();
 void send_value(const std::string& characteristic_uuid, const std::vector<std::uint8_t>& value);

@@ -24,6 +24,10 @@ struct Air {
   std::string name_exception;
   double disconnect_seconds = 0.02;  // the system takes a moment over the end of a connection
   bool has_come = false;
+  bool fails_without_a_reason = false;
+  bool turns_off_at_stop_scan = false;
+  int scans = 0;
+  std::string later_name;
   bool is_known = false;
   CBPeripheral* strap = nil;
   CBPeripheral* nameless = nil;
@@ -223,6 +227,7 @@ void end_link(CBPeripheral* peripheral) {
   const bool once =
       ![[options objectForKey:CBCentralManagerScanOptionAllowDuplicatesKey] boolValue];
   scanning_ = YES;
+  ++g_air.scans;
   queue_->post(
       [self, any_service, once] {
         if (!g_air.has_come || !any_service || !once) return;
@@ -233,12 +238,19 @@ void end_link(CBPeripheral* peripheral) {
                   advertisementData:[NSDictionary dictionary]
                                RSSI:[NSNumber numberWithInt:-58]];
         }
+        if (g_air.later_name.empty()) return;
+        [delegate_ centralManager:self
+            didDiscoverPeripheral:make_peripheral(text(tvn::fake::k_strap_uuid),
+                                                  text(g_air.later_name))
+                advertisementData:[NSDictionary dictionary]
+                             RSSI:[NSNumber numberWithInt:-58]];
       },
       k_advertising_seconds);
 }
 - (void)stopScan {
   throw_if(g_air.stop_scan_exception);
   scanning_ = NO;
+  if (g_air.turns_off_at_stop_scan) tvn::fake::change_state(tvn::fake::ManagerState::powered_off);
 }
 - (NSArray*)retrievePeripheralsWithIdentifiers:(NSArray*)identifiers {
   if (!g_air.is_known || ![identifiers containsObject:g_air.strap->identifier_]) {
@@ -249,7 +261,7 @@ void end_link(CBPeripheral* peripheral) {
 - (void)connectPeripheral:(CBPeripheral*)peripheral options:(NSDictionary*)options {
   throw_if(g_air.connect_exception);
   queue_->post([self, peripheral] {
-    if (!g_air.behaviour.connect_error.empty()) {
+    if (g_air.fails_without_a_reason || !g_air.behaviour.connect_error.empty()) {
       [delegate_ centralManager:self
           didFailToConnectPeripheral:peripheral
                                error:error_with(g_air.behaviour.connect_error)];
@@ -307,6 +319,20 @@ void refuse_connections(const std::string& message) {
   queue()->run([&] { g_air.behaviour.connect_error = message; });
 }
 
+void refuse_connections_without_a_reason() {
+  queue()->run([] { g_air.fails_without_a_reason = true; });
+}
+
+void turn_off_at_stop_scan() {
+  queue()->run([] { g_air.turns_off_at_stop_scan = true; });
+}
+
+int scans_begun() {
+  int scans = 0;
+  queue()->run([&] { scans = g_air.scans; });
+  return scans;
+}
+
 void end_connections_after(double seconds) {
   queue()->run([&] { g_air.disconnect_seconds = seconds; });
 }
@@ -347,6 +373,14 @@ void hold_queue(double seconds) {
 
 void bring_devices() {
   queue()->run([] { g_air.has_come = true; });
+}
+
+void take_devices_away() {
+  queue()->run([] { g_air.has_come = false; });
+}
+
+void rename_strap_in_mid_scan(const std::string& name) {
+  queue()->run([&] { g_air.later_name = name; });
 }
 
 void know_strap() {

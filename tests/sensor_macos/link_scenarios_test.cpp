@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <memory>
 
 #include "base/clock.h"
 #include "sensor/macos/mac_ble.h"
+#include "sensor/sensor_log.h"
 #include "tests/sensor_macos/fake_air.h"
 #include "tests/sensor_scenarios/scenarios.h"
 
@@ -223,6 +226,84 @@ TEST_F(MacBleTest, ARunEndsEvenWhenTheFrameworkThrowsAtItsEnd) {
   EXPECT_TRUE(wait_until([&] { return world_.writes() == expected; }));
   EXPECT_EQ(world_.writes(), expected);
   world_.driver().stop();
+}
+
+TEST_F(MacBleTest, AScanEndsARunEvenWhenTheFrameworkThrowsAtItsEnd) {
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  fake::throw_at_cancel("no such link");
+  EXPECT_EQ(world_.driver().scan().error, "");
+  fake::throw_at_cancel("");
+  EXPECT_EQ(world_.driver().scan().error, "");
+  std::size_t told = 0;
+  for (const std::string& line : world_.log().lines()) {
+    told += line.find("leftover") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_EQ(told, 1u);  // it was forgotten
+}
+
+// As after a stop: what comes before the new run's control point is found is the old link's.
+TEST_F(MacBleTest, AfterAScanCutARunOffTheNextOneBeginsAfresh) {
+  const std::vector<std::uint8_t> frame = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0};
+  world_.remember_strap();
+  world_.start(world_.strap_identifier());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  world_.driver().scan();
+  fake::hold_queue(0.2);
+  world_.start(world_.strap_identifier());
+  fake::send_value(k_data, frame);
+  EXPECT_TRUE(world_.samples().empty());
+  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  fake::send_value(k_data, frame);
+  EXPECT_EQ(world_.samples(), std::vector<double>{1.0});
+  world_.driver().stop();
+}
+
+TEST_F(MacBleTest, AScanListsWhatItHasSeenItselfByTheLatestName) {
+  fake::bring_devices();
+  fake::rename_strap_in_mid_scan("Polar H10 Anna");
+  std::vector<SensorDevice> devices = world_.driver().scan().devices;
+  ASSERT_EQ(devices.size(), 1u);
+  EXPECT_EQ(devices[0].name, "Polar H10 Anna");
+  EXPECT_EQ(devices[0].identifier, world_.strap_identifier());
+  fake::take_devices_away();
+  EXPECT_TRUE(world_.driver().scan().devices.empty());
+}
+
+TEST_F(MacBleTest, AnAdapterThatGoesOffBeforeAScanIsNotAskedForOne) {
+  fake::turn_off_at_stop_scan();
+  EXPECT_TRUE(world_.driver().scan().devices.empty());
+  EXPECT_EQ(fake::scans_begun(), 0);
+}
+
+TEST_F(MacBleTest, AConnectionThatFailsWithoutAReasonIsTold) {
+  world_.remember_strap();
+  fake::refuse_connections_without_a_reason();
+  world_.start(world_.strap_identifier());
+  EXPECT_TRUE(world_.wait_for_status("Connection failed: unknown"));
+  world_.driver().stop();
+}
+
+// In a process of its own: the framework asks for the time zone once.
+TEST(SensorLogOnMac, TheStampHas24HoursOfLocalTime) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto stamp_at_three_in_the_afternoon = [] {
+    const long hours = 15 - std::time(nullptr) / 3600 % 24;  // from -8 to 15, and 14 at most
+    const std::string zone = hours > 14 ? "Etc/GMT+9"
+                                        : "Etc/GMT" + std::string(hours < 0 ? "+" : "-") +
+                                              std::to_string(std::abs(hours));
+    setenv("TZ", zone.c_str(), 1);
+    tzset();
+    std::string text;
+    {
+      const LogFolder log;
+      sensor_log("x");
+      text = log.text();
+    }
+    std::exit(text.starts_with("15:") ? 0 : 1);
+  };
+  EXPECT_EXIT(stamp_at_three_in_the_afternoon(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(MacBleTest, WhatTheFrameworkThrowsIsShown) {
