@@ -9,6 +9,7 @@
 #include <fstream>
 #include <thread>
 
+#include "base/clock.h"
 #include "base/files.h"
 #include "tests/api/machine_faults.h"
 #include "tests/wait_until.h"
@@ -70,8 +71,10 @@ class RefusalsTest : public testing::Test {
 
 TEST_F(RefusalsTest, WithoutAThreadNobodyIsAnswered) {
   machine_->threads = 0;
+  const double begun = monotonic_seconds();
   EXPECT_EQ(get("/status"), k_no_reply);
   EXPECT_EQ(get("/start_replay?file=Sample%201.txt"), k_no_reply);
+  EXPECT_LT(monotonic_seconds() - begun, 2.0);  // nobody is kept waiting
   machine_->threads = INT64_MAX;
   EXPECT_EQ(member(get("/status"), "mode"), "\"idle\"");
   expect_all_well();
