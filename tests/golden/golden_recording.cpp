@@ -136,7 +136,7 @@ std::vector<double> ecg() {
       if (std::abs(u) < 6) samples[i] += 1100 * std::exp(-0.5 * u * u);
     }
   }
-  std::fill(samples.begin() + 60 * 130, samples.begin() + 63 * 130, 0.0);  // nothing of the strap
+  std::fill(samples.begin() + 7800, samples.begin() + 8190, 0.0);  // from 60 s to 63 s
   return samples;
 }
 
@@ -238,7 +238,7 @@ void expect_marker_lines(const std::string& page, const Numbers& wanted,
   std::vector<std::string> keys;
   for (const Marker& marker : markers) keys.push_back(std::to_string(marker.key));
   const std::vector<std::string> texts = pdf_texts(page);
-  EXPECT_NE(std::ranges::search(texts, keys).begin(), texts.end());
+  EXPECT_NE(std::search(texts.begin(), texts.end(), keys.begin(), keys.end()), texts.end());
 }
 
 void expect_strip(const std::string& page, const Numbers& wanted, double left, double width) {

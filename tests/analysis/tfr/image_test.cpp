@@ -99,12 +99,14 @@ TEST(TfrImage, IsGreyUpToTheNormalLevel) {
   settings.centre = 10000;
   settings.half_range = 10000;
   const auto level = static_cast<float>(std::exp(9.465));
-  const RgbImage image = row_image({0.0f, 5000.0f, level * 0.9999f, level * 1.0001f}, settings);
+  const RgbImage image =
+      row_image({0.0f, 5000.0f, 10000.0f, level * 0.9999f, level * 1.0001f}, settings);
   EXPECT_EQ(pixel(image, 0, 0), (Pixel{255, 255, 255}));
   EXPECT_EQ(pixel(image, 1, 0), (Pixel{191, 191, 191}));  // round(0.75 * 255)
-  const Pixel below = pixel(image, 2, 0);
+  EXPECT_EQ(pixel(image, 2, 0), (Pixel{128, 128, 128}));  // round(127.5)
+  const Pixel below = pixel(image, 3, 0);
   EXPECT_TRUE(below[0] == below[1] && below[1] == below[2]);
-  const Pixel above = pixel(image, 3, 0);
+  const Pixel above = pixel(image, 4, 0);
   EXPECT_TRUE(above[0] != above[1] || above[1] != above[2]);
 }
 
