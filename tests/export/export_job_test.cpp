@@ -7,7 +7,6 @@
 #include <new>
 
 #include "analysis/beats/r_peaks.h"
-#include "export/recording_analysis.h"
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/file_limit.h"
 #include "tests/session/scarce_memory.h"
@@ -200,15 +199,6 @@ TEST_F(ExportJobTest, WithoutMemoryToBeginNoExportIsUnderWay) {
   EXPECT_EQ(status(), "idle");
   export_now();
   EXPECT_EQ(status(), "done");
-}
-
-// The peaks need more than the texts do: without memory for them the recording is exported all the
-// same, without a rate.
-TEST_F(ExportJobTest, WithoutMemoryForThePeaksTheRecordingIsThereAllTheSame) {
-  const std::vector<double> ecg = synthetic::make_ecg(100.0);
-  EXPECT_FALSE(rr_intervals_of(ecg).empty());
-  const ScarceMemory scarce(2000);
-  EXPECT_TRUE(rr_intervals_of(ecg).empty());
 }
 
 TEST_F(ExportJobTest, AFailureIsToldAndTheNextExportStartsAfresh) {
