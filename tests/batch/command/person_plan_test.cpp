@@ -94,6 +94,19 @@ TEST_F(PersonPlanTest, ALineBringsAPersonBack) {
   EXPECT_TRUE(back->settings.own_values);
 }
 
+TEST_F(PersonPlanTest, ALineWithoutAnyOfItsMembersIsNone) {
+  add("a/1.txt");
+  const std::string line = plan_line(plan({folder_.path()})[0]);
+  for (const char* member :
+       {"person", "folder", "label", "sex", "age", "in", "out", "own_values", "rate", "date"}) {
+    std::string without = line;
+    const std::size_t at = without.find("\"" + std::string(member) + "\":");
+    ASSERT_NE(at, std::string::npos) << member;
+    without.replace(at + 1, 1, "_");
+    EXPECT_FALSE(read_plan_line(without)) << member;
+  }
+}
+
 TEST_F(PersonPlanTest, ALineThatCouldDoHarmIsNone) {
   add("a/1.txt");
   const std::string line = plan_line(plan({folder_.path()})[0]);
