@@ -52,7 +52,7 @@ TEST(MarkerFileText, GivesSecondsToThreeDecimals) {
 }
 
 TEST_F(MarkersTest, AreReadBack) {
-  const std::vector<Marker> markers = {{3900, 3}, {4000, 9}};
+  const std::vector<Marker> markers = {{0, 1}, {3900, 3}, {4000, 9}};
   ASSERT_TRUE(write_file(folder_ / "r_markers.csv", marker_file_text(markers)));
   EXPECT_EQ(pairs(read_markers(folder_ / "r.csv")), pairs(markers));
   EXPECT_EQ(pairs(read_markers(folder_ / "r")), pairs(markers));

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <complex>
+#include <utility>
 #include <vector>
 
 namespace tvn {
@@ -16,6 +17,21 @@ Complex endless_wavelet(const MorletShape& shape, double fs, double m) {
   const double u = m / (shape.sigma * fs);
   return shape.scale * std::exp(-u * u / 2) *
          (std::polar(1.0, shape.angular_frequency * m / fs) - shape.correction);
+}
+
+// A level that begins at `at` bends the response where the wavelet's end has passed it, one that
+// ends as far before it.
+TEST(WaveletEndPasses, WithinTheSignalAndSomewhatBeside) {
+  const MorletShape shape = morlet_shape(130, 0.1, 3);
+  const auto end = static_cast<std::int64_t>(shape.last_point);
+  for (const auto& [bend, passes] : {std::pair<std::int64_t, bool>(-51, false),
+                                     {-50, true},
+                                     {0, true},
+                                     {1049, true},
+                                     {1050, false}}) {
+    EXPECT_EQ(wavelet_end_passes(shape, {bend - end, 1, false}, 1000, 50), passes) << bend;
+    EXPECT_EQ(wavelet_end_passes(shape, {bend + end, 1, true}, 1000, 50), passes) << bend;
+  }
 }
 
 TEST(JumpBehindWavelet, IsTheSumOfWhatIsCutOff) {
