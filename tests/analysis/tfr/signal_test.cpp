@@ -183,6 +183,10 @@ TEST(ProlongByCycles, ForwardCopyBeforeAndMirrorImageBehind) {
   const Sizes boundaries = cycle_boundaries(7, 3, 1);
   EXPECT_EQ(tfr_head_length(7, boundaries), 3u);
   EXPECT_EQ(tfr_tail_length(7, boundaries), 4u);
+  // A signal that is over before the last cycle begins gives its last cycle, or all there is.
+  EXPECT_EQ(tfr_tail_length(7, Sizes{0, 3, 6, 9}), 1u);
+  EXPECT_EQ(tfr_tail_length(6, Sizes{0, 3, 6, 9}), 3u);
+  EXPECT_EQ(tfr_tail_length(2, Sizes{0, 3, 6, 9}), 2u);
   const std::vector<double> wanted = {3, 3, 2, 1, 1, 2, 3,  //
                                       1, 2, 3, 4, 5, 6, 7,  //
                                       7, 6, 5, 4, 4, 5, 6, 7, 7};
