@@ -5,6 +5,11 @@ target_compile_options(tvn_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow>
   $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:-ffp-contract=off>)
 
+# A release does not tell by its bytes in which folder it was built (tests/packages).
+target_compile_options(tvn_options INTERFACE
+  $<$<AND:$<CONFIG:Release>,$<COMPILE_LANGUAGE:CXX,OBJCXX>>:-ffile-prefix-map=${CMAKE_BINARY_DIR}=build>
+  $<$<AND:$<CONFIG:Release>,$<COMPILE_LANGUAGE:CXX,OBJCXX>>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.>)
+
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(tvn_options INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety;-Werror=thread-safety>)

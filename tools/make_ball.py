@@ -58,24 +58,36 @@ def wave_share(normal):
     return 1 - smoothstep(0.125 - edge, 0.125 + edge, distance)
 
 
-def shade(normal):
-    """Linear-light colour of the sphere's surface for unit normals towards the viewer."""
-    light = unit(LIGHT)
-    facing = normal @ light
+def matte(normal, wave):
+    """Linear-light colour of the surface without its gloss; `wave` is the share of the wave there."""
+    facing = normal @ unit(LIGHT)
     lit = smoothstep(-0.55, 1.0, facing)
     blue = mix(BLUE_DEEP, BLUE, smoothstep(0.0, 0.55, lit))
     blue = mix(blue, BLUE_LIT, smoothstep(0.45, 1.0, lit))
     warm = mix(0.20 * WARM, WARM, smoothstep(0.0, 0.6, lit))
     warm = mix(warm, WARM_LIT, smoothstep(0.5, 1.0, lit))
-    colour = mix(blue, warm, wave_share(normal))
+    colour = mix(blue, warm, wave)
 
     rim = (1 - normal[..., 2]) ** 3
     below = np.clip(-normal[..., 1], 0, 1)
-    colour = colour * (1 - 0.35 * rim[..., None]) + GROUND * (0.45 * rim * below)[..., None]
-    half = unit(light + np.array([0.0, 0.0, 1.0]))
-    mirror = np.clip(normal @ half, 0, 1)
-    gloss = 0.72 * mirror**120 + 0.18 * mirror**22 + 0.06 * mirror**5
-    return 1 - (1 - np.clip(colour, 0, 1)) * (1 - gloss[..., None])  # screen
+    return colour * (1 - 0.35 * rim[..., None]) + GROUND * (0.45 * rim * below)[..., None]
+
+
+def halfway():
+    """The normal at which the light is mirrored to the viewer."""
+    return unit(unit(LIGHT) + np.array([0.0, 0.0, 1.0]))
+
+
+def gloss(normal):
+    """Share of white light that the surface mirrors."""
+    mirror = np.clip(normal @ halfway(), 0, 1)
+    return 0.72 * mirror**120 + 0.18 * mirror**22 + 0.06 * mirror**5
+
+
+def shade(normal):
+    """Linear-light colour of the sphere's surface for unit normals towards the viewer."""
+    colour = matte(normal, wave_share(normal))
+    return 1 - (1 - np.clip(colour, 0, 1)) * (1 - gloss(normal)[..., None])  # screen
 
 
 def ground_shadow(x, y):
