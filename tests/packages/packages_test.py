@@ -36,7 +36,8 @@ def must(*command, **options):
 
 
 def make_packages(folder):
-    must(ROOT / "package", "--build", BUILD, "--output", folder)
+    must(ROOT / "package", "--build", BUILD, "--output", folder,
+         env=os.environ | {"SOURCE_DATE_EPOCH": "1700000000"})  # sources may come without history
     deb, = folder.glob("*.deb")
     archive, = folder.glob("*.tar.gz")
     return deb, archive
@@ -203,6 +204,11 @@ class Packages(unittest.TestCase):
         second = make_packages(SCRATCH / "second")
         for one, other in zip((self.deb, self.archive), second):
             self.assertEqual(one.read_bytes(), other.read_bytes(), one.name)
+        for listing in (must("tar", "-tvzf", self.archive, "--utc"),
+                        must("dpkg-deb", "--contents", self.deb, env=os.environ | {"TZ": "UTC"})):
+            # 1700000000 s after 1970 began; everything is root's and writable by nobody else.
+            for line in listing.splitlines():
+                self.assertRegex(line, r"^[d-]rw[x-]r-[x-]r-[x-] root/root .* 2023-11-14 22:13 ")
 
     def copy_of_archive(self):
         copy = SCRATCH / "copy"
