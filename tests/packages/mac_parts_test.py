@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What of the packages for Macs can be checked elsewhere.
 
-    mac_parts_test.py BUILD SCRATCH
+    mac_parts_test.py BUILD SCRATCH [test ...]
 """
 import os
 import pathlib
@@ -118,4 +118,4 @@ class Run(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
