@@ -272,6 +272,7 @@ function record_drawing(page) {
       },
       strokeRect(...frame) {
         window.frame = frame;
+        window.frame_colour = this.strokeStyle;
         strokeRect.apply(this, frame);
       },
     });
@@ -297,6 +298,12 @@ test("both traces stand where their axes say", in_session(async (page, server) =
   const at = (x_share, y_share) => [left + x_share * width, top + (1 - y_share) * height];
   near_points(rates, [at(0, 1.4 / 12.8), at(0.5, 11.4 / 12.8), at(1, 6.4 / 12.8)]);
   near_points(tvns, [at(0, 0), at(0.25, 0.75), at(0.75, 0.5), at(1, 1)]);
+  const [colour, muted] = await page.evaluate(() => {
+    const ctx = document.createElement("canvas").getContext("2d");
+    ctx.strokeStyle = getComputedStyle(document.documentElement).getPropertyValue("--muted").trim();
+    return [window.frame_colour, ctx.strokeStyle];
+  });
+  assert.equal(colour, muted);
 }));
 
 test("the ECG fills its width, with 12 % of its range free above and below",
