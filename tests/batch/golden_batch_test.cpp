@@ -162,10 +162,10 @@ TEST_F(GoldenBatchTest, EveryInputShowsWhereItShould) {
     std::function<void(Engine&)> change;
     Names changed;
   } inputs[] = {
-      {"sex", [](Engine& e) { e.sex = "M"; }, with_pictures({"page 1"})},
-      {"age", [](Engine& e) { e.age = 20; }, with_pictures({"page 1"})},
-      {"periods", [](Engine& e) { e.indur = 5, e.outdur = 5; }, {"page 1"}},
-      {"cycle", [](Engine& e) { e.cycle_seconds = 12; }, of_cycle},
+      {"sex", [](Engine& e) TVN_REQUIRES(e.lock) { e.sex = "M"; }, with_pictures({"page 1"})},
+      {"age", [](Engine& e) TVN_REQUIRES(e.lock) { e.age = 20; }, with_pictures({"page 1"})},
+      {"periods", [](Engine& e) TVN_REQUIRES(e.lock) { e.indur = 5, e.outdur = 5; }, {"page 1"}},
+      {"cycle", [](Engine& e) TVN_REQUIRES(e.lock) { e.cycle_seconds = 12; }, of_cycle},
   };
   const Parts before = parts("Eva");
   const auto expect_changed = [&](const Parts& now, const Names& changed, const char* input) {

@@ -204,22 +204,28 @@ TEST_F(GoldenExportTest, EveryInputShowsWhereItShould) {
     std::vector<std::string> changed;
   } inputs[] = {
       {"nothing", [](Engine&) {}, {}},
-      {"sex", [](Engine& e) { e.sex = "M"; }, {"page 1", "picture 1", "picture 2"}},
-      {"age", [](Engine& e) { e.age = 20; }, {"page 1", "picture 1", "picture 2"}},
-      {"periods", [](Engine& e) { e.indur = 5, e.outdur = 5; }, {"page 1"}},
+      {"sex",
+       [](Engine& e) TVN_REQUIRES(e.lock) { e.sex = "M"; },
+       {"page 1", "picture 1", "picture 2"}},
+      {"age",
+       [](Engine& e) TVN_REQUIRES(e.lock) { e.age = 20; },
+       {"page 1", "picture 1", "picture 2"}},
+      {"periods", [](Engine& e) TVN_REQUIRES(e.lock) { e.indur = 5, e.outdur = 5; }, {"page 1"}},
       {"cycle",
-       [](Engine& e) { e.cycle_seconds = 12; },
+       [](Engine& e) TVN_REQUIRES(e.lock) { e.cycle_seconds = 12; },
        {"page 1", "page 2", "picture 1", "picture 2", "table"}},
       {"a marker's place",
-       [](Engine& e) { e.markers[1].sample_index += 1300; },
+       [](Engine& e) TVN_REQUIRES(e.lock) { e.markers[1].sample_index += 1300; },
        {"EDF", "list", "page 1", "page 2", "table"}},
       {"a marker's key",
-       [](Engine& e) { e.markers[1].key = 2; },
+       [](Engine& e) TVN_REQUIRES(e.lock) { e.markers[1].key = 2; },
        {"EDF", "list", "page 1", "page 2", "table"}},
-      {"start", [](Engine& e) { e.run_started_at += 3661; }, {"EDF"}},
-      {"name", [](Engine& e) { e.name_id = "Ada"; }, {"EDF", "page 1", "page 2", "table"}},
+      {"start", [](Engine& e) TVN_REQUIRES(e.lock) { e.run_started_at += 3661; }, {"EDF"}},
+      {"name",
+       [](Engine& e) TVN_REQUIRES(e.lock) { e.name_id = "Ada"; },
+       {"EDF", "page 1", "page 2", "table"}},
       {"length",
-       [](Engine& e) { e.replay_pos -= 130; },
+       [](Engine& e) TVN_REQUIRES(e.lock) { e.replay_pos -= 130; },
        {"ECG", "EDF", "HR", "page 1", "page 2", "picture 1", "picture 2", "table"}},
   };
   const Parts before = parts();
@@ -236,7 +242,7 @@ TEST_F(GoldenExportTest, EveryInputShowsWhereItShould) {
       if (bytes != before.at(part)) different.push_back(part);
     }
     EXPECT_EQ(different, changed) << input;
-    set([&](Engine& e) {
+    set([&](Engine& e) TVN_REQUIRES(e.lock) {
       e.sex = "F", e.age = golden::k_age, e.indur = golden::k_indur, e.outdur = golden::k_outdur;
       e.cycle_seconds = golden::k_cycle, e.markers = markers, e.name_id = "Eva M";
       e.run_started_at = golden::k_started_at, e.replay_pos = e.replay_len;
