@@ -15,7 +15,7 @@ import subprocess
 import sys
 import unittest
 
-from replay import replay
+from replay import replay, started
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD, SCRATCH = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
@@ -143,12 +143,10 @@ class Packages(unittest.TestCase):
         try:
             self.assertIn("\nexec ", pathlib.Path(opened).read_text())
             # Finder gives no argument, so that the port is the first free one from 8000.
-            process = subprocess.Popen([opened], env=variables, cwd="/", stdout=subprocess.PIPE,
-                                       text=True)
-            lines = [next(process.stdout) for _ in range(4)]
-            process.terminate()
-            process.communicate(timeout=10)
-            self.assertEqual(process.returncode, -signal.SIGTERM)
+            with started([opened], env=variables, cwd="/") as process:
+                lines = [process.stdout.readline() for _ in range(4)]
+                process.terminate()
+                self.assertEqual(process.wait(10), -signal.SIGTERM)
         finally:
             os.remove(opened)
         self.assertRegex("".join(lines), r"http://127\.0\.0\.1:80[0-4]\d/")

@@ -6,7 +6,9 @@
 PAGE is the file that it must serve, HOME its home folder as seen from here. The command gets a port
 as one more argument. The guard must be on, and a signal to the command must end the program.
 """
+import contextlib
 import json
+import os
 import pathlib
 import re
 import signal
@@ -61,6 +63,19 @@ def address_of(process, port):
     sys.exit("FAILED: no banner")
 
 
+@contextlib.contextmanager
+def started(command, **options):
+    """The process, with its output as text; whatever it has left behind is ended after."""
+    process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True, start_new_session=True,
+                               **options)
+    try:
+        yield process
+    finally:
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(process.pid, signal.SIGKILL)
+        process.communicate()
+
+
 def go_through(address, home):
     fetch(address + "/start_replay?dir=samples&file=Sample%201.txt&speed=50&name=anna")
     wait_for(address + "/status", lambda s: s["elapsed"] > 60 and s["tvn"] is not None, "a TVN value")
@@ -75,18 +90,13 @@ def go_through(address, home):
 def replay(command, home, page, environment=None, folder=None):
     """The command runs in `folder`; its environment is this one's unless given."""
     port = free_port()
-    process = subprocess.Popen([*command, str(port)], env=environment, cwd=folder,
-                               stdout=subprocess.PIPE, text=True)
-    try:
+    with started([*command, str(port)], env=environment, cwd=folder) as process:
         address = address_of(process, port)
         check(fetch(address + "/") == page, "the page is the one built in")
         check(status_of(address + "/status", "http://elsewhere.example") == 404, "the guard is on")
         go_through(address, pathlib.Path(home))
         process.send_signal(signal.SIGTERM)
         check(process.wait(10) == -signal.SIGTERM, f"ends by the signal: {process.returncode}")
-    finally:
-        process.kill()
-        process.communicate()
 
 
 if __name__ == "__main__":
