@@ -97,6 +97,8 @@ def replay(command, home, page, environment=None, folder=None):
         go_through(address, pathlib.Path(home))
         process.send_signal(signal.SIGTERM)
         check(process.wait(10) == -signal.SIGTERM, f"ends by the signal: {process.returncode}")
+        with socket.socket() as asking:
+            check(asking.connect_ex(("127.0.0.1", port)) != 0, "the program itself ends")
 
 
 if __name__ == "__main__":
