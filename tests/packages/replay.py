@@ -78,7 +78,8 @@ def started(command, **options):
 
 def go_through(address, home):
     fetch(address + "/start_replay?dir=samples&file=Sample%201.txt&speed=50&name=anna")
-    wait_for(address + "/status", lambda s: s["elapsed"] > 60 and s["tvn"] is not None, "a TVN value")
+    wait_for(address + "/status", lambda s: s["elapsed"] > 60 and s["tvn"] is not None,
+             "a TVN value")
     fetch(address + "/stop")
     fetch(address + "/export")
     done = wait_for(address + "/export_status", lambda s: s["status"] != "exporting", "the export")
