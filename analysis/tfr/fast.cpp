@@ -117,8 +117,9 @@ class PictureMaker {
 
   TimeGrid& grid_for(const PieceSpectrum& piece) {
     const double period_seconds = static_cast<double>(piece.period) / fs_;
+    const double least = std::max(k_band * period_seconds, static_cast<double>(k_least_grid));
     std::size_t n = piece.n / 2;
-    while (n / 2 >= k_least_grid && static_cast<double>(n / 2) >= k_band * period_seconds) n /= 2;
+    for (std::size_t half = n / 2; static_cast<double>(half) >= least; half /= 2) n = half;
     const auto found = grids_.find(piece.n);
     return found != grids_.end()
                ? found->second
