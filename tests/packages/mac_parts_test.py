@@ -31,6 +31,26 @@ def executable(path, text):
     path.chmod(0o755)
 
 
+def mach_o_symbols(data):
+    """Name -> offset in the object file of the symbols that it defines (mach-o/loader.h, nlist.h)."""
+    sections, symbols, position = [], {}, 32
+    for _ in range(struct.unpack_from("<I", data, 16)[0]):
+        command, size = struct.unpack_from("<II", data, position)
+        if command == 0x19:  # LC_SEGMENT_64: an object file has one
+            for section in range(struct.unpack_from("<I", data, position + 64)[0]):
+                address, _, offset = struct.unpack_from("<QQI", data, position + 104 + 80 * section)
+                sections.append(offset - address)
+        elif command == 2:  # LC_SYMTAB
+            first, count, names, _ = struct.unpack_from("<IIII", data, position + 8)
+            for entry in range(first, first + 16 * count, 16):
+                name, kind, section, _, value = struct.unpack_from("<IBBHQ", data, entry)
+                if kind & 0x0E == 0x0E:  # N_SECT
+                    start = names + name
+                    symbols[data[start:data.index(b"\0", start)].decode()] = (section, value)
+        position += size
+    return {name: sections[section - 1] + value for name, (section, value) in symbols.items()}
+
+
 class InfoPlist(unittest.TestCase):
     def test_says_what_the_system_asks_for(self):
         plist = plistlib.loads((ROOT / "host/Info.plist").read_bytes())
@@ -50,7 +70,9 @@ class EmbeddedFiles(unittest.TestCase):
         source.parent.mkdir(parents=True, exist_ok=True)
         source.write_text(text.replace("@TVN_PAGE@", str(BUILD / "assets/index.html"))
                           .replace("@TVN_ASSETS_DIR@", str(ROOT / "assets")))
-        page = (BUILD / "assets/index.html").read_bytes()
+        files = {"page": BUILD / "assets/index.html", "ball": ROOT / "assets/ball.png",
+                 "piano": ROOT / "assets/piano.wav", "logo": ROOT / "assets/report_logo.jpg",
+                 "sample_1": ROOT / "assets/Sample 1.txt", "sample_2": ROOT / "assets/Sample 2.txt"}
         # mach/machine.h: CPU_TYPE_ARM64, CPU_TYPE_X86_64
         for processor, number in (("arm64", 0x0100000C), ("x86_64", 0x01000007)):
             made = SCRATCH / f"{processor}.o"
@@ -58,11 +80,10 @@ class EmbeddedFiles(unittest.TestCase):
                             "-o", made], check=True)
             data = made.read_bytes()
             self.assertEqual(struct.unpack_from("<II", data), (0xFEEDFACF, number))
-            # The page follows its symbol at once and is closed by a zero.
-            self.assertIn(page + b"\0", data)
-            for name in ("page", "ball", "piano", "logo", "sample_1", "sample_2"):
-                for end in ("begin", "end"):
-                    self.assertIn(f"\0_tvn_asset_{name}_{end}\0".encode(), data)
+            symbols = mach_o_symbols(data)
+            for name, file in files.items():
+                begin, end = (symbols[f"_tvn_asset_{name}_{bound}"] for bound in ("begin", "end"))
+                self.assertTrue(data[begin:end] == file.read_bytes(), name)
 
 
 class Run(unittest.TestCase):
