@@ -32,7 +32,7 @@ def executable(path, text):
 
 
 def mach_o_symbols(data):
-    """Name -> offset in the object file of the symbols that it defines (mach-o/loader.h, nlist.h)."""
+    """Name -> offset in the object file of the symbols that it defines (mach-o/loader.h)."""
     sections, symbols, position = [], {}, 32
     for _ in range(struct.unpack_from("<I", data, 16)[0]):
         command, size = struct.unpack_from("<II", data, position)
