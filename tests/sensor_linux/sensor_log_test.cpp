@@ -6,11 +6,15 @@
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "tests/sensor/log_folder.h"
 
-// Stands in for the C library's: what is told to the system log in this program, and how.
+// Stands in for the C library's: what is told to the system log in this program, and how. Threads
+// of other tests tell things, too.
+static std::mutex g_system_log_in_use;
 static std::string g_system_log;
 extern "C" void syslog(int priority, const char* format, ...) {
   va_list values;
@@ -18,6 +22,7 @@ extern "C" void syslog(int priority, const char* format, ...) {
   char text[200];
   std::vsnprintf(text, sizeof text, format, values);
   va_end(values);
+  const std::lock_guard hold(g_system_log_in_use);
   g_system_log += std::to_string(priority) + " " + text + "\n";
 }
 
@@ -27,10 +32,14 @@ namespace {
 // With the priority of a user's program (1, RFC 5424) that informs (6).
 TEST(SensorLogOnLinux, EachLineGoesToTheSystemLogAsWell) {
   const LogFolder log;
-  g_system_log.clear();
+  const auto take = [] {
+    const std::lock_guard hold(g_system_log_in_use);
+    return std::exchange(g_system_log, {});
+  };
+  take();
   sensor_log("didConnectPeripheral");
   sensor_log("100 %s");
-  EXPECT_EQ(g_system_log, "14 [TVN-BLE] didConnectPeripheral\n14 [TVN-BLE] 100 %s\n");
+  EXPECT_EQ(take(), "14 [TVN-BLE] didConnectPeripheral\n14 [TVN-BLE] 100 %s\n");
 }
 
 TEST(SensorLogOnLinux, IsQuietWithoutAHome) {
