@@ -48,7 +48,7 @@ class RunningHr {
 
   // build_hr_series(n_samples, rr_seconds, fs), to the bit. Quick where most intervals are those of
   // the call before: the bumps alone look at the whole curve, some nanoseconds a point. Memory: 24
-  // bytes a point.
+  // bytes a point, and as long as it grows up to twice that.
   std::vector<double> series(std::size_t n_samples, std::span<const double> rr_seconds);
 
  private:

@@ -23,7 +23,8 @@ class GrowingGrid {
  public:
   explicit GrowingGrid(double fs) : fs_(fs) {}
 
-  // time_grid(n_samples, fs), at the cost of what is new since the call before.
+  // time_grid(n_samples, fs), valid until the next call, at the cost of what is new since the one
+  // before; of fewer samples, at that of all.
   const std::vector<double>& extend(std::size_t n_samples);
 
  private:

@@ -41,15 +41,16 @@ struct TvnWindow {
   bool operator==(const TvnWindow&) const = default;
 };
 
-// The same for a recording that grows. A value depends on the intervals before it alone, so that
-// those before the first interval that changed stand.
+// The same for a recording that grows. A value depends on the curve before it alone, which reaches
+// to the next beat, so that those before the first interval that changed stand.
 class RunningTvn {
  public:
   explicit RunningTvn(double fs);
 
   // compute_tvn_series(rr_seconds, n_ecg_samples, ...), to the bit; it is valid until the next
   // call. Quick where the window and most intervals are those of the call before: some nanoseconds
-  // an interval, and the new points. Memory: 48 bytes a point, in ill-conditioned cases 16 more.
+  // an interval, and the new points. Memory: 48 bytes a point, in ill-conditioned cases 16 more,
+  // and as long as it grows up to twice that.
   const std::vector<double>& series(std::span<const double> rr_seconds, int32_t n_ecg_samples,
                                     const TvnWindow& window);
 
@@ -59,7 +60,6 @@ class RunningTvn {
   void update_values(std::span<const double> grid, std::size_t from);
 
   double fs_;
-
   TvnWindow window_;
   GrowingGrid grid_;
   KnotMemory knots_;

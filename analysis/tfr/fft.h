@@ -17,8 +17,8 @@ struct SplitComplex {
 // "Computational Frameworks for the Fast Fourier Transform", 1992, section 1.7).
 class Fft {
  public:
-  // n: a power of two or three times one, at least 8. n log n for the twiddle factors, about 2 n
-  // doubles.
+  // n: a power of two from 8 on, or three times one from 24 on. n log n for the twiddle factors,
+  // about 2 n doubles.
   explicit Fft(std::size_t n);
 
   std::size_t size() const { return n_; }
