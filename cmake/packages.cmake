@@ -21,7 +21,8 @@ set(made ${CMAKE_BINARY_DIR}/packages)
 set(documents share/doc/talvern-live)
 install(FILES ${made}/talvern-live.1.gz ${made}/talvern-batch.1.gz
   DESTINATION share/man/man1 COMPONENT tree EXCLUDE_FROM_ALL)
-install(FILES packaging/copyright SECURITY.md DESTINATION ${documents} COMPONENT tree)
+install(FILES packaging/copyright SECURITY.md ARCHITECTURE.md CHANGELOG.md
+  DESTINATION ${documents} COMPONENT tree)
 install(FILES doc/method.md doc/troubleshooting.md doc/many-machines.md doc/http_api.md
   DESTINATION ${documents}/doc COMPONENT tree)
 install(DIRECTORY doc/formats DESTINATION ${documents}/doc COMPONENT tree)

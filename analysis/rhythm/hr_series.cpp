@@ -110,10 +110,8 @@ std::vector<double> RunningHr::series(std::size_t n_samples, std::span<const dou
 void RunningHr::update(std::size_t n_samples, std::span<const double> rr_seconds) {
   const std::vector<double>& grid = grid_.extend(n_samples);
   const BeatRates beats = beat_rates(rr_seconds);
-  const double time = knots_.changed_from(beats.times, beats.rates);
-  const auto changed =
-      static_cast<std::size_t>(std::ranges::lower_bound(grid, time) - grid.begin());
-  const std::size_t from = std::min(changed, rates_.size());
+  const std::size_t from =
+      std::min(knots_.changed_from(beats.times, beats.rates, grid), rates_.size());
   rates_.resize(grid.size());
   draw(beats, grid, from, rates_);
   smoothed_.resize(grid.size());

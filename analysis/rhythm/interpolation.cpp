@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 namespace tvn {
@@ -19,15 +18,16 @@ KnotSearch::KnotSearch(std::span<const double> times) : times_(times), ascending
 
 // A point before the last of the knots that are the same in both has both its neighbours among
 // them.
-double KnotMemory::changed_from(std::span<const double> times, std::span<const double> values) {
+std::size_t KnotMemory::changed_from(std::span<const double> times, std::span<const double> values,
+                                     std::span<const double> grid) {
   const std::size_t count = std::min(times.size(), times_.size());
   std::size_t same = 0;
   while (same < count && times[same] == times_[same] && values[same] == values_[same]) ++same;
   const bool both_ascend = std::exchange(ascending_, ascend(times)) && ascending_;
   times_.assign(times.begin(), times.end());
   values_.assign(values.begin(), values.end());
-  const bool any = both_ascend && same > 0;
-  return any ? times[same - 1] : -std::numeric_limits<double>::infinity();
+  if (!both_ascend || same == 0) return 0;
+  return static_cast<std::size_t>(std::ranges::lower_bound(grid, times[same - 1]) - grid.begin());
 }
 
 std::size_t KnotSearch::bisect(double x) const {

@@ -33,15 +33,16 @@ class KnotSearch {
   std::size_t current_ = 0;
 };
 
-// Finds, for one set of knots after another, from which time on a curve through them has to be
+// Finds, for one set of knots after another, from which point on a curve through them has to be
 // drawn anew: most knots of a recording that grows are those of the call before.
 class KnotMemory {
  public:
-  // A time before which the curve is the same as for the knots of the call before, when it is drawn
-  // with KnotSearch and interpolate_at, and outside the knots by the nearest one. Minus infinity at
-  // the first call, and where the times of either call do not ascend. Linear, some nanoseconds a
-  // knot.
-  double changed_from(std::span<const double> times, std::span<const double> values);
+  // A point of the grid (ascending times, at most its size) before which the curve is the same as
+  // for the knots of the call before, when it is drawn with KnotSearch and interpolate_at, and
+  // outside the knots by the nearest one. times and values: of equal number. 0 at the first call,
+  // and where the times of either call do not ascend. Linear, some nanoseconds a knot.
+  std::size_t changed_from(std::span<const double> times, std::span<const double> values,
+                           std::span<const double> grid);
 
  private:
   std::vector<double> times_, values_;

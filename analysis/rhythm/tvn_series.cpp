@@ -265,10 +265,8 @@ void RunningTvn::update(std::span<const double> rr_seconds, std::size_t n_sample
 std::size_t RunningTvn::draw_curve(std::span<const double> grid,
                                    std::span<const double> rr_seconds) {
   const BeatIntervals beats = beat_intervals(rr_seconds);
-  const double time = knots_.changed_from(beats.times, beats.intervals);
-  const auto changed =
-      static_cast<std::size_t>(std::ranges::lower_bound(grid, time) - grid.begin());
-  const std::size_t from = std::min(changed, curve_.size());
+  const std::size_t from =
+      std::min(knots_.changed_from(beats.times, beats.intervals, grid), curve_.size());
   curve_.resize(grid.size());
   draw(beats, grid, from, curve_);
   return from;

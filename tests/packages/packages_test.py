@@ -34,12 +34,13 @@ def must(*command, **options):
     return output
 
 
-def make_packages(folder):
-    must(ROOT / "package", "--build", BUILD, "--output", folder,
-         env=os.environ | {"SOURCE_DATE_EPOCH": "1700000000"})  # sources may come without history
+def make_packages(folder, **variables):
+    """The .deb, the .tar.gz, what was said."""
+    told = must(ROOT / "package", "--build", BUILD, "--output", folder, env=os.environ | {
+        "SOURCE_DATE_EPOCH": "1700000000"} | variables)  # sources may come without history
     deb, = folder.glob("*.deb")
     archive, = folder.glob("*.tar.gz")
-    return deb, archive
+    return deb, archive, told
 
 
 def environment(home, path):
@@ -62,7 +63,7 @@ class Packages(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         shutil.rmtree(SCRATCH, ignore_errors=True)
-        cls.deb, cls.archive = make_packages(SCRATCH / "first")
+        cls.deb, cls.archive, cls.told = make_packages(SCRATCH / "first")
         cls.installed = SCRATCH / "installed"
         must("dpkg-deb", "--extract", cls.deb, cls.installed)
         unpacked = SCRATCH / "un packed"
@@ -104,6 +105,14 @@ class Packages(unittest.TestCase):
             self.assertEqual(manual, (ROOT / f"doc/{name}.1").read_bytes())
         pages = [path for path in self.installed.rglob("index.html")]
         self.assertEqual(pages, [], "a page beside the program would take the place of its own")
+
+    def test_the_documents_links_lead_to_what_was_installed(self):
+        for documents in (self.installed / "usr/share/doc", self.unpacked / "share/doc"):
+            links = [(page, link) for page in documents.rglob("*.md")
+                     for link in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", page.read_text())]
+            self.assertGreater(len(links), 20)
+            for page, link in links:
+                self.assertTrue((page.parent / link).is_file(), f"{page}: {link}")
 
     def test_one_version_everywhere(self):
         version = control_field(self.deb, "Version")
@@ -197,6 +206,21 @@ class Packages(unittest.TestCase):
             self.assertIn("libc.so.6", needed)
             self.assertEqual([name for name in needed if not re.match(own, name)], [])
         self.assertNotIn("libsystemd.so.0", needed)  # the batch's
+
+    def test_tells_that_an_older_c_library_will_not_do(self):
+        commands = SCRATCH / "a newer system"
+        commands.mkdir()
+        (commands / "objdump").write_text("#!/bin/sh\necho '0 DF *UND* (GLIBC_2.9) a'\n"
+                                          "echo '0 DF *UND* (GLIBC_2.101) b'\n")
+        (commands / "objdump").chmod(0o755)
+        path = f"{commands}:{os.environ['PATH']}"
+        told = make_packages(SCRATCH / "newer", PATH=path)[2]
+        self.assertIn("The .tar.gz needs GLIBC_2.101.", told)
+        programs = (self.unpacked / "lib/talvern-live/talvern-live",
+                    self.unpacked / "bin/talvern-batch")
+        needed = [tuple(int(part) for part in version) for version in
+                  re.findall(r"GLIBC_(\d+)\.(\d+)", must("readelf", "-V", *programs))]
+        self.assertEqual("The .tar.gz needs" in self.told, max(needed) > (2, 36), self.told)
 
     def test_twice_the_same_bytes(self):
         second = make_packages(SCRATCH / "second")

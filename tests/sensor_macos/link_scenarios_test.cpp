@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 #include "base/clock.h"
@@ -194,20 +195,24 @@ TEST_F(MacBleTest, LeavingGivesUpOnAStrapThatNeverAnswers) {
 }
 
 // The last run's link goes on for a moment: its frames do not belong to the run that connects.
-TEST_F(MacBleTest, FramesCountOnceTheirRunHasFoundTheControlPoint) {
+void expect_frames_of_the_next_run_alone(MacWorld& world, const std::function<void()>& end_run) {
   const std::vector<std::uint8_t> frame = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0};
-  world_.remember_strap();
-  world_.start(world_.strap_identifier());
-  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
-  world_.driver().stop();
+  world.remember_strap();
+  world.start(world.strap_identifier());
+  ASSERT_TRUE(world.wait_for_status("Streaming ECG…"));
+  end_run();
   fake::hold_queue(0.2);
-  world_.start(world_.strap_identifier());
+  world.start(world.strap_identifier());
   fake::send_value(k_data, frame);
-  EXPECT_TRUE(world_.samples().empty());
-  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
+  EXPECT_TRUE(world.samples().empty());
+  ASSERT_TRUE(world.wait_for_status("Streaming ECG…"));
   fake::send_value(k_data, frame);
-  EXPECT_EQ(world_.samples(), std::vector<double>{1.0});
-  world_.driver().stop();
+  EXPECT_EQ(world.samples(), std::vector<double>{1.0});
+  world.driver().stop();
+}
+
+TEST_F(MacBleTest, FramesCountOnceTheirRunHasFoundTheControlPoint) {
+  expect_frames_of_the_next_run_alone(world_, [&] { world_.driver().stop(); });
 }
 
 TEST_F(MacBleTest, ARunEndsEvenWhenTheFrameworkThrowsAtItsEnd) {
@@ -244,21 +249,8 @@ TEST_F(MacBleTest, AScanEndsARunEvenWhenTheFrameworkThrowsAtItsEnd) {
   EXPECT_EQ(told, 1u);  // it was forgotten
 }
 
-// As after a stop: what comes before the new run's control point is found is the old link's.
 TEST_F(MacBleTest, AfterAScanCutARunOffTheNextOneBeginsAfresh) {
-  const std::vector<std::uint8_t> frame = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0};
-  world_.remember_strap();
-  world_.start(world_.strap_identifier());
-  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
-  world_.driver().scan();
-  fake::hold_queue(0.2);
-  world_.start(world_.strap_identifier());
-  fake::send_value(k_data, frame);
-  EXPECT_TRUE(world_.samples().empty());
-  ASSERT_TRUE(world_.wait_for_status("Streaming ECG…"));
-  fake::send_value(k_data, frame);
-  EXPECT_EQ(world_.samples(), std::vector<double>{1.0});
-  world_.driver().stop();
+  expect_frames_of_the_next_run_alone(world_, [&] { world_.driver().scan(); });
 }
 
 TEST_F(MacBleTest, AScanListsWhatItHasSeenItselfByTheLatestName) {

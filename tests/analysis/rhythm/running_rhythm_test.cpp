@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <limits>
 #include <new>
 #include <numeric>
@@ -97,30 +98,26 @@ void expect_same(RunningHr& hr, RunningTvn& tvn, const GrowingRhythm& rhythm,
             bits(tvn_from_nothing(rhythm, window)));
 }
 
-TEST(RunningRhythm, GivesWhatIsComputedFromNothing) {
+// odd_share: of a recording's intervals, by its number.
+void expect_same_as_they_grow(const std::function<double(std::uint64_t)>& odd_share, int calls) {
   for (std::uint64_t seed = 1; seed <= (k_long ? 120 : 40); ++seed) {
     SCOPED_TRACE(seed);
-    GrowingRhythm rhythm(seed, 0);
+    GrowingRhythm rhythm(seed, odd_share(seed));
     RunningHr hr(k_fs);
     RunningTvn tvn(k_fs);
-    for (int call = 0; call < 40; ++call) {
+    for (int call = 0; call < calls; ++call) {
       rhythm.go_on();
       ASSERT_NO_FATAL_FAILURE(expect_same(hr, tvn, rhythm)) << "call " << call;
     }
   }
 }
 
+TEST(RunningRhythm, GivesWhatIsComputedFromNothing) {
+  expect_same_as_they_grow([](std::uint64_t) { return 0; }, 40);
+}
+
 TEST(RunningRhythm, GivesTheSameForIntervalsThatNoHeartHas) {
-  for (std::uint64_t seed = 1; seed <= (k_long ? 120 : 40); ++seed) {
-    SCOPED_TRACE(seed);
-    GrowingRhythm rhythm(seed, seed % 2 == 0 ? 0.002 : 0.05);
-    RunningHr hr(k_fs);
-    RunningTvn tvn(k_fs);
-    for (int call = 0; call < 20; ++call) {
-      rhythm.go_on();
-      ASSERT_NO_FATAL_FAILURE(expect_same(hr, tvn, rhythm)) << "call " << call;
-    }
-  }
+  expect_same_as_they_grow([](std::uint64_t seed) { return seed % 2 == 0 ? 0.002 : 0.05; }, 20);
 }
 
 TEST(RunningRhythm, AnotherWindowStartsOver) {
@@ -221,21 +218,21 @@ TEST(RunningRhythm, IsWholeAfterACallThatFailedForWantOfMemory) {
 }
 
 // That the quick way is taken at all.
-TEST(KnotMemory, TellsTheLastKnotThatIsTheSame) {
+TEST(KnotMemory, TellsTheFirstPointBehindTheLastKnotThatIsTheSame) {
   KnotMemory memory;
-  constexpr double k_all = -k_inf;
   const auto changed_from = [&memory](const Series& times, const Series& values) {
-    return memory.changed_from(times, values);
+    const Series grid = {0, 0.5, 1, 1.5, 2, 2.5, 3, 3.5, 4};
+    return memory.changed_from(times, values, grid);
   };
-  EXPECT_EQ(changed_from({1, 2, 3}, {7, 8, 9}), k_all);
-  EXPECT_EQ(changed_from({1, 2, 3, 4}, {7, 8, 9, 9}), 3);
-  EXPECT_EQ(changed_from({1, 2, 3, 4}, {7, 8, 9.5, 9}), 2);
-  EXPECT_EQ(changed_from({1, 2.5, 3, 4}, {7, 8, 9.5, 9}), 1);
-  EXPECT_EQ(changed_from({1, 2.5}, {7, 8}), 2.5);
-  EXPECT_EQ(changed_from({1.5, 2.5}, {7, 8}), k_all);
-  EXPECT_EQ(changed_from({1.5, 1.0}, {7, 8}), k_all);
-  EXPECT_EQ(changed_from({1.5, 2.0}, {7, 8}), k_all);
-  EXPECT_EQ(changed_from({1.5, 2.0}, {7, 8}), 2.0);
+  EXPECT_EQ(changed_from({1, 2, 3}, {7, 8, 9}), 0u);
+  EXPECT_EQ(changed_from({1, 2, 3, 4}, {7, 8, 9, 9}), 6u);
+  EXPECT_EQ(changed_from({1, 2, 3, 4}, {7, 8, 9.5, 9}), 4u);
+  EXPECT_EQ(changed_from({1, 2.4, 3, 4}, {7, 8, 9.5, 9}), 2u);
+  EXPECT_EQ(changed_from({1, 2.4}, {7, 8}), 5u);
+  EXPECT_EQ(changed_from({1.5, 2.5}, {7, 8}), 0u);
+  EXPECT_EQ(changed_from({1.5, 1.0}, {7, 8}), 0u);
+  EXPECT_EQ(changed_from({1.5, 2.0}, {7, 8}), 0u);
+  EXPECT_EQ(changed_from({1.5, 2.0}, {7, 8}), 4u);
 }
 
 }  // namespace
