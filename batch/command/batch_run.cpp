@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "base/clock.h"
 #include "base/names.h"
 #include "base/text_lines.h"
 #include "batch/command/json_line.h"
@@ -56,7 +57,7 @@ class Run {
         options_(options),
         is_done_(std::move(is_done)),
         work_(work_to_do()),
-        progress_(work_.size(), Progress::style_for(options.quiet)) {
+        progress_(work_.size(), Progress::style_for(options.quiet), monotonic_seconds()) {
     if (options.tables) tables_.emplace(options.output);
   }
 
@@ -123,7 +124,7 @@ class Run {
       progress_.tell(path + " " + made.reason);
     }
     lines_ += made.line;
-    progress_.step();
+    progress_.step(monotonic_seconds());
     if (task.path + 1 < plan.paths.size()) return true;
     return finish_person(task.plan);
   }

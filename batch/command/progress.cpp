@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "base/clock.h"
 #include "base/number_text.h"
 #include "base/rounding.h"
 
@@ -44,20 +43,19 @@ Progress::Style Progress::style_for(bool quiet) {
   return ::isatty(STDERR_FILENO) == 1 ? Style::bar : Style::lines;
 }
 
-Progress::Progress(std::size_t total, Style style)
-    : total_(total), style_(style), started_(monotonic_seconds()), shown_(started_) {}
+Progress::Progress(std::size_t total, Style style, double now)
+    : total_(total), style_(style), started_(now), shown_(now) {}
 
-void Progress::step() {
+void Progress::step(double now) {
   ++done_;
   if (style_ == Style::quiet) return;
-  const double now = monotonic_seconds();
   if (now - shown_ < (style_ == Style::bar ? k_between_bars : k_between_lines)) return;
   shown_ = now;
   show();
 }
 
-void Progress::show() {
-  const std::string text = progress_text(done_, total_, monotonic_seconds() - started_);
+void Progress::show() const {
+  const std::string text = progress_text(done_, total_, shown_ - started_);
   if (style_ == Style::bar) {
     std::fprintf(stderr, "\r%s%s\033[K", bar(done_, total_).c_str(), text.c_str());
   } else {

@@ -13,10 +13,11 @@ class Progress {
   // The bar for a terminal, lines for anything else.
   static Style style_for(bool quiet);
 
-  Progress(std::size_t total, Style style);
+  // now: monotonic seconds, here and below.
+  Progress(std::size_t total, Style style, double now);
 
   // Another recording is done.
-  void step();
+  void step(double now);
 
   // A line of its own, also when quiet: "talvern-batch: " and the text.
   void tell(const std::string& text);
@@ -25,11 +26,11 @@ class Progress {
   void end();
 
  private:
-  void show();
+  void show() const;
 
   std::size_t total_, done_ = 0;
   Style style_;
-  double started_, shown_;  // seconds
+  double started_, shown_;
 };
 
 // "12 of 200 recordings, 41.2 a second, 5 s left", after so many seconds.

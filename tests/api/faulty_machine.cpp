@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -157,6 +158,16 @@ int unlink(const char* path) {
 int unlinkat(int folder, const char* path, int flags) {
   static auto* const system_unlinkat = system_function<int(int, const char*, int)>("unlinkat");
   return is_refused_to_change(path) ? -1 : system_unlinkat(folder, path, flags);
+}
+
+int accept4(int listener, struct sockaddr* address, socklen_t* length, int flags) {
+  using Accept = int(int, struct sockaddr*, socklen_t*, int);
+  static auto* const system_accept = system_function<Accept>("accept4");
+  if (g_state != nullptr && g_state->accept_error != 0) {
+    errno = g_state->accept_error;
+    return -1;
+  }
+  return system_accept(listener, address, length, flags);
 }
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*task)(void*),

@@ -22,6 +22,8 @@ struct FaultState {
   std::atomic<bool> is_read_only{false};
   // No file can be opened, for want of descriptors; connections can.
   std::atomic<bool> opens_no_files{false};
+  // The system's number of the reason why no connection can be had; 0: they can.
+  std::atomic<int> accept_error{0};
   // Threads that can still be had.
   std::atomic<std::int64_t> threads{INT64_MAX};
   // Of the threads begun from now on, the one of this number (1: the next) is refused; 0: none.

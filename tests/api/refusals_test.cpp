@@ -5,9 +5,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <thread>
 
 #include "base/clock.h"
@@ -177,19 +180,33 @@ double processor_seconds_of(pid_t process) {
   return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-TEST_F(RefusalsTest, WithoutADescriptorARequestWaits) {
-  program_.limit(RLIMIT_NOFILE, 0);
-  // The program may have got a descriptor for the next connection before.
-  const int first = connect_to(program_.port());
-  const int fd = connect_to(program_.port());
+// No connection can be had until there is room again.
+void expect_a_request_to_wait(const Program& program, const std::function<void()>& make_room) {
+  // The program may have been waiting for the next connection before.
+  const int first = connect_to(program.port());
+  const int fd = connect_to(program.port());
   send_text(fd, "GET /status HTTP/1.1\r\n\r\n");
-  const double used = processor_seconds_of(program_.process());
+  const double used = processor_seconds_of(program.process());
   EXPECT_EQ(receive_all(fd, 0.6), "");
-  EXPECT_LT(processor_seconds_of(program_.process()) - used, 0.2);
-  program_.limit(RLIMIT_NOFILE, 1000);
+  EXPECT_LT(processor_seconds_of(program.process()) - used, 0.2);
+  make_room();
   EXPECT_THAT(receive_all(fd, 5.0), HasSubstr("\"mode\":\"idle\""));
   close(fd);
   close(first);
+}
+
+TEST_F(RefusalsTest, WithoutADescriptorARequestWaits) {
+  program_.limit(RLIMIT_NOFILE, 0);
+  expect_a_request_to_wait(program_, [this] { program_.limit(RLIMIT_NOFILE, 1000); });
+  expect_all_well();
+}
+
+TEST_F(RefusalsTest, WithoutWhatTheSystemNeedsForItARequestWaits) {
+  for (const int error : {ENFILE, ENOBUFS, ENOMEM}) {
+    SCOPED_TRACE(std::strerror(error));
+    machine_->accept_error = error;
+    expect_a_request_to_wait(program_, [this] { machine_->accept_error = 0; });
+  }
   expect_all_well();
 }
 

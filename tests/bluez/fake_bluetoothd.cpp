@@ -326,6 +326,7 @@ void Bluetoothd::send_nonsense(const std::string& address) {
     sd_bus_emit_signal(bus, "/", manager, "InterfacesAdded", "oa{sv}", device.c_str(), 1, "x", "u",
                        7);
     sd_bus_emit_signal(bus, "/", manager, "InterfacesRemoved", "ou", device.c_str(), 3);
+    sd_bus_emit_signal(bus, "/", manager, "InterfacesRemoved", "");
     sd_bus_emit_signal(bus, data.c_str(), properties, "PropertiesChanged", "");
     sd_bus_emit_signal(bus, data.c_str(), properties, "PropertiesChanged", "s", "x");
     sd_bus_emit_signal(bus, data.c_str(), properties, "PropertiesChanged", "sa{sv}as",

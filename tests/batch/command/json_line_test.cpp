@@ -15,6 +15,22 @@ TEST(JsonLine, EscapesWhatAStringMayNotHold) {
   EXPECT_EQ(json_string(""), "\"\"");
 }
 
+// The first and the last character of every length, and those beside the surrogates; then what lies
+// just outside (RFC 3629, section 4).
+TEST(JsonLine, KnowsWhichBytesAreUtf8) {
+  for (const std::string whole :
+       {"\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xee\x80\x80", "\xef\xbf\xbf",
+        "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"}) {
+    EXPECT_EQ(json_string(whole), "\"" + whole + "\"");
+  }
+  for (const std::string broken :
+       {"\x80", "\xbf", "\xc1\xbf", "\xe0\x9f\xbf", "\xed\xa0\x80", "\xed\xbf\xbf",
+        "\xf0\x8f\xbf\xbf", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xdf\xc0", "\xe1\x80",
+        "\xf1\x80\x80\x7f"}) {
+    EXPECT_TRUE(json_string(broken).starts_with("\"\\udc")) << json_string(broken);
+  }
+}
+
 // As Python's os.fsencode(json.loads(...)) has it. The third is an overlong "/", the fourth a
 // surrogate, the last a character that breaks off (RFC 3629).
 TEST(JsonLine, BytesThatAreNoUtf8ComeBack) {

@@ -73,11 +73,16 @@ TEST(BatchOptions, AllOfThem) {
 }
 
 TEST(BatchOptions, ImpossibleValuesAreFaults) {
-  for (const std::string option : {"--in=0", "--in=", "--out=601", "--age=40.5", "--age=121",
-                                   "--age=-1", "--sex=X", "--rate=19", "--rate=1e9", "--rate=nan",
-                                   "--jobs=0", "--jobs=2000", "--in=5s", "--age=0x10"}) {
+  for (const std::string option :
+       {"--in=0", "--in=", "--out=601", "--age=40.5", "--age=121", "--age=-1", "--sex=X",
+        "--rate=19.9", "--rate=20001", "--rate=nan", "--jobs=0", "--jobs=1025", "--in=5s",
+        "--age=0x10", "--in=0.04", "--out=600.1"}) {
     const std::string name = option.substr(0, option.find('='));
     EXPECT_THAT(parse({option, "data"}).fault, HasSubstr(name)) << option;
+  }
+  for (const std::string option : {"--in=0.05", "--out=600", "--age=0", "--age=120", "--rate=20",
+                                   "--rate=20000", "--jobs=1", "--jobs=1024"}) {
+    EXPECT_EQ(parse({option, "data"}).fault, "") << option;
   }
 }
 

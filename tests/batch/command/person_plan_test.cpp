@@ -53,12 +53,14 @@ TEST_F(PersonPlanTest, NoFolderIsTakenTwice) {
 
 TEST_F(PersonPlanTest, AllAsOnePerson) {
   add("a/2.txt");
+  add("a b/3.txt");  // a blank comes before a slash
   add("b/1.txt");
-  const auto plans =
-      make_plan({{folder_ / "b", folder_ / "a"}, "Anna B.", values_, folder_ / "out"});
+  const auto plans = make_plan(
+      {{folder_ / "b", folder_ / "a b", folder_ / "a"}, "Anna B.", values_, folder_ / "out"});
   ASSERT_EQ(plans.size(), 1u);
   EXPECT_EQ(plans[0].person, "Anna_B.");
-  EXPECT_THAT(plans[0].paths, ElementsAre(folder_ / "a/2.txt", folder_ / "b/1.txt"));
+  EXPECT_THAT(plans[0].paths,
+              ElementsAre(folder_ / "a b/3.txt", folder_ / "a/2.txt", folder_ / "b/1.txt"));
 }
 
 TEST_F(PersonPlanTest, TablesOfAnEarlierRunAreNoRecordings) {

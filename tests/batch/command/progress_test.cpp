@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <string>
+
 namespace tvn {
 namespace {
 
@@ -17,22 +20,44 @@ TEST(Progress, TellsTheRateAndTheTimeLeft) {
   EXPECT_EQ(progress_text(200, 200, 4), "200 of 200 recordings, 50.0 a second");
 }
 
-TEST(Progress, WithoutATerminalThereAreLinesOrNone) {
-  EXPECT_EQ(Progress::style_for(true), Progress::Style::quiet);
+// What is shown on standard error when recordings are done at these times, after 100 s.
+std::string shown(Progress::Style style, std::initializer_list<double> times) {
   testing::internal::CaptureStderr();
-  Progress progress(10, Progress::Style::lines);
-  progress.step();
-  progress.tell("x");
-  progress.end();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "talvern-batch: x\n");
+  Progress progress(4, style, 100);
+  for (const double time : times) progress.step(time);
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST(Progress, WithoutATerminalThereIsALineEveryTenSecondsOrNone) {
+  EXPECT_EQ(Progress::style_for(true), Progress::Style::quiet);
+  EXPECT_EQ(shown(Progress::Style::quiet, {200}), "");
+  EXPECT_EQ(shown(Progress::Style::lines, {109.9, 110, 119.9, 120}),
+            "talvern-batch: 2 of 4 recordings, 0.2 a second, 10 s left\n"
+            "talvern-batch: 4 of 4 recordings, 0.2 a second\n");
+}
+
+TEST(Progress, ABarGrowsTenTimesASecond) {
+  EXPECT_EQ(shown(Progress::Style::bar, {100.0625, 100.125, 100.1875, 100.25}),
+            "\r[############............] 2 of 4 recordings, 16.0 a second, 0 s left\033[K"
+            "\r[########################] 4 of 4 recordings, 16.0 a second\033[K");
 }
 
 TEST(Progress, ABarGivesWayToALine) {
   testing::internal::CaptureStderr();
-  Progress progress(10, Progress::Style::bar);
+  Progress progress(10, Progress::Style::bar, 100);
   progress.tell("x");
   progress.end();
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "\r\033[Ktalvern-batch: x\n\r\033[K");
+}
+
+TEST(Progress, ALineStaysAtTheEndAndWhenQuiet) {
+  for (const auto style : {Progress::Style::lines, Progress::Style::quiet}) {
+    testing::internal::CaptureStderr();
+    Progress progress(10, style, 100);
+    progress.tell("x");
+    progress.end();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "talvern-batch: x\n");
+  }
 }
 
 }  // namespace
