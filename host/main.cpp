@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/free_memory.h"
+#include "base/standard_streams.h"
 #include "base/version.h"
 #include "host/end_signals.h"
 #include "host/platform.h"
@@ -40,6 +41,7 @@ void print_banner(int port) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  tvn::hold_standard_streams();
   // Writing to a browser that has gone must return an error instead of ending the process.
   std::signal(SIGPIPE, SIG_IGN);
   // So must writing a file that is larger than a limit allows.

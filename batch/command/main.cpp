@@ -11,6 +11,7 @@
 
 #include "base/files.h"
 #include "base/free_memory.h"
+#include "base/standard_streams.h"
 #include "base/version.h"
 #include "batch/command/batch_run.h"
 #include "batch/command/options.h"
@@ -126,6 +127,7 @@ int work(Options options) {
 }  // namespace tvn
 
 int main(int argc, char** argv) {
+  tvn::hold_standard_streams();
   // Writing a file that is larger than a limit allows must return an error.
   std::signal(SIGXFSZ, SIG_IGN);
   tvn::return_large_blocks_at_once();

@@ -12,6 +12,7 @@
 
 #include "base/files.h"
 #include "tests/api/program.h"
+#include "tests/without_streams.h"
 
 namespace tvn {
 namespace {
@@ -174,6 +175,14 @@ TEST(Startup, GivesItsSocketsToNoChild) {
   EXPECT_EQ(descriptors.find("socket"), std::string::npos) << descriptors;
   ::close(held);
 }
+
+#ifdef __linux__
+// What is told there would go into whatever got the number: a connection, a recording.
+TEST(Startup, WithoutStandardStreamsTheirNumbersAreHeld) {
+  const std::string port = std::to_string(test_port());
+  EXPECT_TRUE(holds_its_streams(TVN_PROGRAM, port.c_str(), nullptr));
+}
+#endif
 
 TEST(Startup, ListensOnTheLoopbackAddressOnly) {
   const Program program(on_port(test_port()));

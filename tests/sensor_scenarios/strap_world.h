@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sensor/ble_driver.h"
+#include "sensor/callback_slot.h"
 #include "tests/sensor/log_folder.h"
 #include "tests/wait_until.h"
 
@@ -22,7 +23,8 @@ struct StrapBehaviour {
 
 class StrapWorld {
  public:
-  virtual ~StrapWorld() = default;
+  // A run that the test did not stop must not tell this world what the next one's driver does.
+  virtual ~StrapWorld() { remove_callbacks(); }
 
   virtual SensorDriver& driver() = 0;
   // What start() takes for the strap, and for a device nobody has heard of.
