@@ -14,7 +14,7 @@ bool soak_replays(double minutes);
 
 // A live run of 12 hours in this process on a clock that runs so fast that it takes this long: the
 // run's own worker and journal, a strap that sends as much as one does, and 8 pages. Of the memory
-// the recording itself is left out.
+// the recording and what a run keeps for each of its seconds are left out.
 bool soak_live_run(double minutes);
 
 }  // namespace tvn::soak
