@@ -109,11 +109,27 @@ TEST_F(RecoveryTest, ADamagedJournalIsKeptAside) {
   append_samples_records(bytes, 650, ramp(650, 650));
   leave_journal(bytes, ".run-1.journal");
   leave_journal(std::string(5000, 'x'), ".run-2.journal");
+  testing::internal::CaptureStderr();
   EXPECT_THAT(recover(), ElementsAre(name_));
+  const std::string kept = "A damaged journal is kept as " + folder_ / ".run-";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            kept + "1.journal.damaged\n" + kept + "2.journal.damaged\n");
   EXPECT_EQ(text_of(name_), ecg_text(ramp(0, 1300)));
   EXPECT_THAT(journals(), ElementsAre(".run-1.journal.damaged", ".run-2.journal.damaged"));
   EXPECT_THAT(recover(), IsEmpty());  // once
   EXPECT_THAT(journals(), SizeIs(2));
+}
+
+// A folder is in the way.
+TEST_F(RecoveryTest, AJournalThatStaysIsTold) {
+  leave_journal(std::string(5000, 'x'), ".run-1.journal");
+  fs::create_directory(folder_ / ".run-1.journal.damaged");
+  testing::internal::CaptureStderr();
+  EXPECT_THAT(recover(), IsEmpty());
+  EXPECT_EQ(
+      testing::internal::GetCapturedStderr(),
+      "A damaged journal stays, and will be recovered again: " + folder_ / ".run-1.journal" + "\n");
+  EXPECT_TRUE(fs::is_regular_file(folder_ / ".run-1.journal"));
 }
 
 TEST_F(RecoveryTest, CutAtEveryByteOfItsLastTwoRecordsItGivesTheRest) {
