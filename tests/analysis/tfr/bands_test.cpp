@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <vector>
 
 #include "analysis/tfr/kernel.h"
@@ -10,6 +12,25 @@
 
 namespace tvn {
 namespace {
+
+// An hour of it, which is more than is worked on at a time: a wave of 100 steps stays one.
+TEST(CoarseSignal, AWaveStaysOneThroughout) {
+  constexpr std::size_t k_steps = 36'000, k_wave = 100, k_step = 13, k_beside = 1000;
+  std::vector<double> rate(k_steps * k_step);
+  for (std::size_t i = 0; i < rate.size(); ++i) {
+    rate[i] = 70 + 5 * std::sin(2 * std::numbers::pi * static_cast<double>(i) / (k_wave * k_step));
+  }
+  const std::vector<std::size_t> boundaries = cycle_boundaries(rate.size(), 10, 130);
+  const CoarseSignal signal = make_coarse_signal(rate, boundaries, 26000, 130);
+  ASSERT_EQ(signal.step, k_step);
+  const std::size_t first = signal.origin + k_beside, last = signal.origin + k_steps - k_beside;
+  double highest = 0;
+  for (std::size_t j = first; j + k_wave < last; ++j) {
+    ASSERT_NEAR(signal.values[j + k_wave], signal.values[j], 1e-9) << j;
+    highest = std::max(highest, signal.values[j]);
+  }
+  EXPECT_GT(highest, 1);
+}
 
 // Back in time the jump's spectrum is a step that stands while the recording lasts and is gone
 // before the period ends: a wavelet would see it round the period otherwise.

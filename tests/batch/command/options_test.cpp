@@ -62,6 +62,7 @@ TEST(BatchOptions, AllOfThem) {
   EXPECT_THAT(options.arguments, ElementsAre("a", "-b"));
   EXPECT_EQ(options.values.report.sex, "F");
   EXPECT_EQ(options.values.report.age, 33);
+  EXPECT_EQ(options.values.report.indur, 4);
   EXPECT_EQ(options.values.report.outdur, 6);
   EXPECT_EQ(options.values.report.cycle_seconds, 10);
   EXPECT_EQ(options.values.rate, 360.5);
@@ -70,6 +71,10 @@ TEST(BatchOptions, AllOfThem) {
   EXPECT_EQ(options.jobs, 3u);
   EXPECT_TRUE(options.resume && options.json && options.quiet);
   EXPECT_EQ(options.single, "anna");
+  const ReportSettings rounded = parse({"--in=4.236", "--out=6.004", "a"}).options.values.report;
+  EXPECT_EQ(rounded.indur, 4.24);
+  EXPECT_EQ(rounded.outdur, 6);
+  EXPECT_EQ(rounded.cycle_seconds, 10.24);
 }
 
 TEST(BatchOptions, ImpossibleValuesAreFaults) {

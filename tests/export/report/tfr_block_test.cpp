@@ -28,6 +28,8 @@ TEST(TfrBlock, AnImageWithoutPixelsIsNotDrawn) {
   EXPECT_EQ(tfr_block(content, {0, 200, ""}, "Im1", "TFR", {}, 100, 614), 614);
   EXPECT_EQ(tfr_block(content, {200, 0, ""}, "Im1", "TFR", {}, 100, 614), 614);
   EXPECT_EQ(content, "");
+  EXPECT_EQ(tfr_block(content, {1, 1, ""}, "Im1", "TFR", {}, 100, 614), 614 - 430 - 20);
+  EXPECT_NE(content.find(" cm /Im1 Do Q\n"), std::string::npos);
 }
 
 TEST(TfrBlock, APictureStaysOnThePage) {
