@@ -14,9 +14,11 @@
 
 namespace tvn {
 
-// Whether the program (its path, one argument) has nothing but /dev/null at the three numbers soon
-// after its start. Its data are in a temporary folder; it has no Bluetooth, and is ended.
-inline bool holds_its_streams(const char* program, const char* option, const char* argument) {
+// Whether the program at this path has nothing but /dev/null at the three numbers soon after its
+// start with one argument or two (`second` may be null), and while it stays: it must not end by
+// itself. Its data are in a temporary folder, it has no Bluetooth and no browser, and is ended
+// here.
+inline bool holds_its_streams(const char* program, const char* first, const char* second) {
   const TemporaryFolder data;
   const pid_t child = fork();
   if (child == 0) {
@@ -24,7 +26,7 @@ inline bool holds_its_streams(const char* program, const char* option, const cha
     setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + (data / "no-bus")).c_str(), 1);
     setenv("PATH", "/nowhere", 1);  // no browser
     for (int fd = 0; fd < 3; ++fd) ::close(fd);
-    execl(program, program, option, argument, nullptr);
+    execl(program, program, first, second, nullptr);
     _exit(127);
   }
   const auto leads_to = [child](const std::string& link, const std::filesystem::path& target) {

@@ -134,7 +134,8 @@ TEST_F(LiveFaultsTest, ARunThatEndedOnAFullDiskIsWrittenWhenThereIsRoom) {
 TEST_F(LiveFaultsTest, ADiskThatBecomesReadOnlyEndsTheJournalAndNotTheRun) {
   start_live(10.0);
   receive(5.0);
-  ASSERT_TRUE(wait_until([this] { return fs::file_size(data_ / journals().at(0)) > 650; }));
+  ASSERT_TRUE(wait_until([this] { return fs::file_size(data_ / journals().at(0)) > 650; }))
+      << "a second of the run is there";
   machine_->is_read_only = true;
   receive(30.0);
   EXPECT_TRUE(wait_until([this] {

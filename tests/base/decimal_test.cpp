@@ -74,7 +74,7 @@ TEST(ParseNumber, TakesACommaAsAPointAndSkipsLeadingWhiteSpace) {
 }
 
 TEST(ParseNumber, FallsBack) {
-  for (const char* text : {"", "   ", "abc", "nan", "NaN", "inf", "-inf", "infinity", "0x1",
+  for (const char* text : {"", "   ", "abc", "nan", "NaN", "inf", "-inf", "infinity", "0x1", "0x10",
                            "-0X1F", "0x.8", "1e999", "1e-999", "-"}) {
     EXPECT_EQ(parse_number(text, 42.5), 42.5) << text;
   }
