@@ -19,6 +19,13 @@ double population_variance(std::span<const float> values);
 double population_sd(std::span<const double> values);
 double population_sd(std::span<const float> values);
 
+struct Spread {
+  double mean, sd;
+};
+
+// mean and population_sd of the values, which share a pass.
+Spread spread_of(std::span<const double> values);
+
 // Median; of an even number of values the mean of the two middle ones; NaN for no values. Takes
 // its own copy, which it reorders: move a sequence in that is no longer needed. No value may be
 // NaN. Linear on average.

@@ -73,7 +73,7 @@ std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds,
   if (samples.size() < k_fewest_analysed_samples) return std::nullopt;
   const std::vector<double> rr = analysis.beats.rr_intervals(samples);
   if (rr.empty()) return std::nullopt;
-  const std::vector<double> hr = analysis.hr.series(samples.size(), rr);
+  const std::vector<double>& hr = analysis.hr.series(samples.size(), rr);
   const auto n_samples = truncate_to<std::int32_t>(static_cast<double>(samples.size()));
   const std::vector<double>& tvn =
       analysis.tvn.series(rr, n_samples, {k_cycles_per_window, cycle_seconds, k_grid_step});

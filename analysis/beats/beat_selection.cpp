@@ -6,7 +6,6 @@
 
 #include "analysis/beats/rr_artifacts.h"
 #include "analysis/beats/windowed_prominence.h"
-#include "analysis/statistics.h"
 
 namespace tvn {
 namespace {
@@ -27,15 +26,25 @@ constexpr double k_longest_plausible_rr = 1.5;
 // Indices into the rated peaks.
 using Selection = std::vector<std::size_t>;
 
+// Written without a branch: which of the peaks are beats cannot be foretold.
+Selection indices_where(std::span<const double> values, auto&& wanted) {
+  Selection selected(values.size());
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    selected[count] = i;
+    count += wanted(values[i]) ? 1 : 0;
+  }
+  selected.resize(count);
+  return selected;
+}
+
 Selection select_by_robust_score(std::span<const double> prominences) {
   const double m = median({prominences.begin(), prominences.end()});
   const double mad = median_absolute_deviation(prominences, m);
-  Selection selected;
-  for (std::size_t i = 0; i < prominences.size(); ++i) {
-    const double score = std::fabs(k_robust_score_scale * (prominences[i] - m) / mad);
-    if (score > k_robust_score_low && score < k_robust_score_high) selected.push_back(i);
-  }
-  return selected;
+  return indices_where(prominences, [=](double prominence) {
+    const double score = std::fabs(k_robust_score_scale * (prominence - m) / mad);
+    return score > k_robust_score_low && score < k_robust_score_high;
+  });
 }
 
 std::vector<int32_t> drop_outlying_heights(const RatedPeaks& peaks, const Selection& selected) {
@@ -43,7 +52,7 @@ std::vector<int32_t> drop_outlying_heights(const RatedPeaks& peaks, const Select
   heights.reserve(selected.size());
   for (const std::size_t i : selected) heights.push_back(peaks.heights[i]);
   if (all_equal(heights)) return {};
-  const double centre = mean(heights), sd = population_sd(heights);
+  const auto [centre, sd] = spread_of(heights);
   std::vector<int32_t> kept;
   for (std::size_t i = 0; i < selected.size(); ++i) {
     const double z = (heights[i] - centre) / sd;
@@ -62,10 +71,10 @@ double threshold_for(double sign, std::span<const double> prominences, const Spr
     return sign * spread.mean + k_threshold_deviations * spread.sd;
   };
   const double margin = 1e-7 * quick.sd;
-  const bool close_call = std::any_of(prominences.begin(), prominences.end(), [&](double p) {
-    return std::fabs(p - threshold(quick)) <= margin;
-  });
-  return threshold(close_call ? exact() : quick);
+  const double limit = threshold(quick);
+  const auto close_calls = std::ranges::count_if(
+      prominences, [=](double prominence) { return std::fabs(prominence - limit) <= margin; });
+  return close_calls > 0 ? threshold(exact()) : limit;
 }
 
 std::ptrdiff_t plausible_intervals(std::span<const int32_t> peaks, double fs) {
@@ -94,10 +103,6 @@ void append_rated(RatedPeaks& rated, std::span<const double> signal, int64_t off
     rated.positions.push_back(static_cast<int32_t>(peak + offset));
     rated.heights.push_back(sign * signal[static_cast<std::size_t>(peak)]);
   }
-}
-
-Spread exact_spread(std::span<const double> signal) {
-  return {mean(signal), population_sd(signal)};
 }
 
 void SpreadSums::add(std::span<const double> samples) {
@@ -130,10 +135,8 @@ std::vector<int32_t> select_beats(const RatedPeaks& peaks, double sign, std::siz
                                   const std::function<Spread()>& exact) {
   if (peaks.positions.empty()) return {};
   const double threshold = threshold_for(sign, peaks.prominences, quick, exact);
-  Selection selected;
-  for (std::size_t i = 0; i < peaks.prominences.size(); ++i) {
-    if (peaks.prominences[i] > threshold) selected.push_back(i);
-  }
+  Selection selected =
+      indices_where(peaks.prominences, [=](double prominence) { return prominence > threshold; });
   const double expected =
       std::ceil(static_cast<double>(signal_size) / (k_seconds_per_expected_beat * fs));
   if (!(static_cast<double>(selected.size()) >= expected)) {

@@ -10,6 +10,8 @@
 #include <span>
 #include <vector>
 
+#include "analysis/statistics.h"
+
 namespace tvn {
 
 // Local maxima that have no higher one near by, ascending, with what the selection looks at.
@@ -29,13 +31,6 @@ int64_t prominence_reach(std::size_t signal_size, double fs);
 void append_rated(RatedPeaks& rated, std::span<const double> signal, int64_t offset, double sign,
                   std::span<const int32_t> peaks, int64_t reach);
 
-struct Spread {
-  double mean, sd;
-};
-
-// Two passes, as the definitions of mean and population standard deviation read. Linear.
-Spread exact_spread(std::span<const double> signal);
-
 // Mean and deviation of a signal that is given piece by piece, to some 1e-10 of the deviation: a
 // sum of squares suffices because the mean of a band-passed signal is next to nothing. Several
 // running sums, sample i in sum i % k_sums; the pieces make no difference to a bit of it.
@@ -47,7 +42,7 @@ class SpreadSums {
   void add(std::span<const double> samples);
 
   // None when the sums cannot tell the deviation (signals that are next to constant, not finite or
-  // empty); `exact_spread` does then.
+  // empty); `spread_of` (analysis/statistics.h) does then.
   std::optional<Spread> spread() const;
 
  private:

@@ -19,7 +19,7 @@ Spread quick_spread(std::span<const double> signal) {
   SpreadSums sums;
   sums.add(signal);
   const std::optional<Spread> spread = sums.spread();
-  return spread ? *spread : exact_spread(signal);
+  return spread ? *spread : spread_of(signal);
 }
 
 // The R peaks of the signal seen with `sign` 1 or -1. Negation is exact, so the negated signal need
@@ -33,7 +33,7 @@ std::vector<int32_t> select_r_peaks(std::span<const double> signal, double sign,
   const std::vector<int32_t> peaks = suppress_close_peaks(maxima, heights, min_distance_samples);
   RatedPeaks rated;
   append_rated(rated, signal, 0, sign, peaks, prominence_reach(signal.size(), fs));
-  return select_beats(rated, sign, signal.size(), fs, spread, [&] { return exact_spread(signal); });
+  return select_beats(rated, sign, signal.size(), fs, spread, [&] { return spread_of(signal); });
 }
 
 }  // namespace

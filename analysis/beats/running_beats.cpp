@@ -142,7 +142,7 @@ void RunningBeats::forget() {
 }
 
 std::vector<double> RunningBeats::intervals(std::span<const double> ecg) const {
-  const auto exact = [&] { return exact_spread(bandpass_filtfilt(ecg)); };
+  const auto exact = [&] { return spread_of(bandpass_filtfilt(ecg)); };
   SpreadSums sums = sums_;
   sums.add(filter_.samples().subspan(summed_ - filter_.from()));
   const std::optional<Spread> found = sums.spread();

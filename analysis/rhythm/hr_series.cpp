@@ -94,17 +94,20 @@ std::vector<double> build_hr_series(std::size_t n_samples, std::span<const doubl
   return RunningHr(fs).series(n_samples, rr_seconds);
 }
 
-std::vector<double> RunningHr::series(std::size_t n_samples, std::span<const double> rr_seconds) {
-  if (rr_seconds.empty()) return {};
+const std::vector<double>& RunningHr::series(std::size_t n_samples,
+                                             std::span<const double> rr_seconds) {
+  bridged_.clear();
+  if (rr_seconds.empty()) return bridged_;
   try {
     update(n_samples, rr_seconds);
+    if (surely_without_bumps(smoothed_)) return smoothed_;
+    bridged_ = smoothed_;
+    bridge_bumps(bridged_, k_bump_window_points, std::numeric_limits<double>::infinity());
+    return bridged_;
   } catch (...) {  // what is kept may be half of an old call's and half of this one's
     *this = RunningHr(fs_);
     throw;
   }
-  std::vector<double> rates = smoothed_;
-  bridge_bumps(rates, k_bump_window_points, std::numeric_limits<double>::infinity());
-  return rates;
 }
 
 void RunningHr::update(std::size_t n_samples, std::span<const double> rr_seconds) {

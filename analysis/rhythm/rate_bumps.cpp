@@ -1,10 +1,12 @@
 #include "analysis/rhythm/rate_bumps.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 
 #include "analysis/beats/peaks.h"
 #include "analysis/statistics.h"
@@ -13,16 +15,52 @@ namespace tvn {
 namespace {
 
 constexpr double k_bump_prominence = 4.0;
+// The quick decision is left to the slow one where rounding could turn it: where the highest score
+// comes near the limit, and where the rates spread little against their size.
+constexpr double k_surely_low_score = 3.99;
+constexpr double k_least_relative_sd = 1e-4;
 
 }  // namespace
+
+// One pass with several sums and bounds, which the processor works on side by side; relative to the
+// first rate, so that the squares keep their digits.
+bool surely_without_bumps(std::span<const double> rates) {
+  constexpr std::size_t k_lanes = 8;
+  if (rates.empty()) return true;
+  const double first = rates.front();
+  std::array<double, k_lanes> sums{}, squares{}, lows{}, highs{};
+  const auto take = [&](std::size_t lane, double rate) {
+    const double value = rate - first;
+    sums[lane] += value;
+    squares[lane] += value * value;
+    lows[lane] = value < lows[lane] ? value : lows[lane];
+    highs[lane] = value > highs[lane] ? value : highs[lane];
+  };
+  std::size_t i = 0;
+  for (; i + k_lanes <= rates.size(); i += k_lanes) {
+    for (std::size_t lane = 0; lane < k_lanes; ++lane) take(lane, rates[i + lane]);
+  }
+  for (; i < rates.size(); ++i) take(0, rates[i]);
+  const auto n = static_cast<double>(rates.size());
+  const double centre = std::accumulate(sums.begin(), sums.end(), 0.0) / n;
+  const double square = std::accumulate(squares.begin(), squares.end(), 0.0) / n;
+  const double sd = std::sqrt(square - centre * centre);
+  const double low = *std::ranges::min_element(lows), high = *std::ranges::max_element(highs);
+  const double largest = std::max(std::fabs(first + low), std::fabs(first + high));
+  // Where a rate is not a number or infinite, so is the deviation.
+  return std::isfinite(sd) && sd > k_least_relative_sd * std::max(largest, high - low) &&
+         std::max(centre - low, high - centre) < k_surely_low_score * sd;
+}
 
 // A prominence is at most the height of its peak, so only peaks of the z-score that reach the limit
 // themselves are looked at; in most recordings neither the highest nor the lowest rate does.
 void bridge_bumps(std::vector<double>& rates, double window_points, double largest_sd) {
   if (rates.empty()) return;
-  const double centre = mean(rates), sd = population_sd(rates);
+  const auto [centre, sd] = spread_of(rates);
   if (!(sd > 0) || !(sd <= largest_sd)) return;
-  const auto score = [=](double rate) { return std::fabs((rate - centre) / sd); };
+  const auto score = [centre = centre, sd = sd](double rate) {
+    return std::fabs((rate - centre) / sd);
+  };
   const auto [lowest, highest] = std::minmax_element(rates.begin(), rates.end());
   if (score(*lowest) < k_bump_prominence && score(*highest) < k_bump_prominence) return;
   std::vector<double> z(rates.size());

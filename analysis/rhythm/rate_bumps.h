@@ -13,6 +13,10 @@ namespace tvn {
 // a number or above `largest_sd` stay as they are, and so do empty ones. Linear.
 void bridge_bumps(std::vector<double>& rates, double window_points, double largest_sd);
 
+// True only where `bridge_bumps` would leave the rates as they are, whatever its other arguments;
+// false in any case of doubt. Linear, with a few times less work.
+bool surely_without_bumps(std::span<const double> rates);
+
 // Fills runs of NaN in place: leading ones take the first valid value, trailing ones the last, and
 // a run of c values between the valid values L and R becomes L + (R - L) * k / (c + 1), k = 1..c.
 // A sequence without any valid value stays as it is. Linear.

@@ -38,9 +38,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   try {
     const auto request = read_packets(data, size);
-    // Runs and imports start threads and write files; their parts are tested on their own.
+    // Runs, imports and batches start threads and write files; their parts are tested on their own.
     if (!request || request->path.starts_with("/start") || request->path == "/import" ||
-        request->path == "/batch_start") {
+        request->path == "/batch_start" || request->path == "/batch_run") {
       return 0;
     }
     tvn::route(*request, site);
