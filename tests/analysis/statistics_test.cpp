@@ -51,6 +51,11 @@ TEST(Statistics, MedianOfLongSequences) {
   };
   for (const std::size_t n : {8'191U, 8'192U, 8'193U, 20'000U, 65'537U, 200'001U}) {
     const std::size_t step = n / 1024;
+    // The middle is the last below all that a sample at even distances sees.
+    std::vector<double> just_below(n, 6.0);
+    for (std::size_t i = 0, ones = 0; ones < n / 2; ++i) {
+      if (i % step != 0) just_below[i] = 1, ++ones;
+    }
     const std::vector<double> sequences[] = {
         fill(n, [&](std::size_t) { return noise.normal(); }),
         fill(n, [&](std::size_t) { return std::exp(30 * noise.normal()); }),
@@ -62,6 +67,7 @@ TEST(Statistics, MedianOfLongSequences) {
         // A sample at even distances sees one side alone.
         fill(n, [&](std::size_t i) { return i % step == 0 ? 9.0 : noise.uniform(); }),
         fill(n, [&](std::size_t i) { return i % step == 0 ? -9.0 : noise.uniform(); }),
+        just_below,
         fill(n, [&](std::size_t i) { return i % 2 == 0 ? -HUGE_VAL : HUGE_VAL; }),
         fill(n, [&](std::size_t i) { return i < n / 2 ? 1.0 : 2 + noise.uniform(); }),
     };

@@ -103,6 +103,15 @@ TEST(SurelyWithoutBumps, IsInDoubtAboutRatesThatAreNoNumbersOrAllTheSame) {
     }
   }
   EXPECT_FALSE(surely_without_bumps(std::vector<double>(100, 70.0)));
+  std::vector<double> next_to_the_same = with_score(2, 103, 40);
+  for (double& rate : next_to_the_same) rate += 1e9;
+  EXPECT_FALSE(surely_without_bumps(next_to_the_same));
+  // The squares of what lies between these overflow more often than those of the distances from the
+  // mean.
+  std::vector<double> huge = with_score(2, 100, 40);
+  huge[0] = huge[50] = 9e153;
+  EXPECT_FALSE(surely_without_bumps(huge));
+  EXPECT_NE(bridged(huge), huge);
   EXPECT_TRUE(surely_without_bumps({}));
 }
 

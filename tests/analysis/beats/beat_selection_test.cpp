@@ -1,0 +1,64 @@
+#include "analysis/beats/beat_selection.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace tvn {
+namespace {
+
+using Positions = std::vector<int32_t>;
+
+// Beats of prominence 9 once a second over ten seconds of 130 Hz, and one peak at sample 65 of the
+// prominence given. Of heights 1 and 2 in turn, none is an outlier.
+RatedPeaks peaks_with(double prominence) {
+  RatedPeaks peaks{{65}, {1.5}, {prominence}};
+  for (int32_t second = 1; second <= 10; ++second) {
+    peaks.positions.push_back(130 * second);
+    peaks.heights.push_back(second % 2 == 0 ? 1 : 2);
+    peaks.prominences.push_back(9);
+  }
+  return peaks;
+}
+
+struct Selected {
+  bool first;       // the peak of the prominence given
+  int exact_asked;  // how many times
+};
+
+// The quick spread's threshold is 0 + 4 * 1; the exact one's `exact_sd` times 4.
+Selected select(double prominence, double exact_sd) {
+  int asked = 0;
+  const auto exact = [&] {
+    ++asked;
+    return Spread{0, exact_sd};
+  };
+  const Positions beats = select_beats(peaks_with(prominence), 1, 1430, 130, Spread{0, 1}, exact);
+  EXPECT_GE(beats.size(), 10U);
+  return {beats.front() == 65, asked};
+}
+
+TEST(SelectBeats, AsksForTheExactSpreadWhereRoundingCouldDecide) {
+  EXPECT_FALSE(select(4 + 1e-8, 1.01).first);
+  EXPECT_TRUE(select(4 - 1e-8, 0.99).first);
+  EXPECT_EQ(select(4 + 1e-8, 1).exact_asked, 1);
+  EXPECT_EQ(select(4 - 1e-8, 1).exact_asked, 1);
+}
+
+TEST(SelectBeats, TakesTheQuickSpreadElsewhere) {
+  EXPECT_TRUE(select(4 + 1e-6, 99).first);
+  EXPECT_FALSE(select(4 - 1e-6, 0).first);
+  EXPECT_EQ(select(4 + 1e-6, 1).exact_asked, 0);
+  EXPECT_EQ(select(4 - 1e-6, 1).exact_asked, 0);
+}
+
+// The mean of a negated signal is the negated mean.
+TEST(SelectBeats, TurnsTheMeanWithTheSign) {
+  const auto exact = [] { return Spread{}; };
+  const Spread spread{0.5, 1};
+  EXPECT_EQ(select_beats(peaks_with(4.2), 1, 1430, 130, spread, exact).front(), 130);
+  EXPECT_EQ(select_beats(peaks_with(4.2), -1, 1430, 130, spread, exact).front(), 65);
+}
+
+}  // namespace
+}  // namespace tvn
