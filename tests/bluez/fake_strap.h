@@ -27,6 +27,7 @@ struct Strap {
   bool falls_silent_on_write = false;  // never answers a write
   double disconnect_seconds = 0.1;     // how long bluetoothd takes over Disconnect (really 2)
   double connect_seconds = 0.02;
+  double answer_seconds = 0.005;  // a round trip to the strap
   std::optional<BluezError> connect_error;
   std::optional<BluezError> notify_error;
   std::optional<BluezError> write_error;

@@ -11,7 +11,6 @@ constexpr const char* k_service_interface = "org.bluez.GattService1";
 constexpr const char* k_characteristic_interface = "org.bluez.GattCharacteristic1";
 constexpr std::size_t k_samples_per_frame = 73;
 constexpr double k_frame_seconds = 73.0 / 130.0;
-constexpr double k_att_seconds = 0.005;  // a round trip to the strap
 // Between the answer to Disconnect and the end of the link.
 constexpr double k_last_breath_seconds = 0.05;
 
@@ -329,7 +328,7 @@ void StrapSession::answer_start_notify(const CallPointer& call, const std::strin
   notifying_.insert(characteristic);
   // bluetoothd may pass a value on before it answers.
   if (characteristic == "heart_rate") send_value(characteristic, {0x10, 0x48, 0x50, 0x03});
-  with_.later(k_att_seconds, [this, call] {
+  with_.later(strap.answer_seconds, [this, call] {
     subscribing_ = false;
     call->reply();
   });
@@ -345,7 +344,7 @@ void StrapSession::answer_write(const CallPointer& call, const std::string& char
   with_.writes.push_back(hex(bytes) + " " + kind);
   if (strap.falls_silent_on_write) return unanswered_.push_back(call);
   writing_ = true;
-  with_.later(k_att_seconds, [this, call, bytes = bytes, link = link_] {
+  with_.later(strap.answer_seconds, [this, call, bytes = bytes, link = link_] {
     if (link != link_) return call->fail("org.bluez.Error.Failed", "Not connected");
     writing_ = false;
     if (strap.write_error) {

@@ -319,6 +319,19 @@ TEST_F(BluezCentralTest, AStrapThatStopsAnsweringIsLeftAllTheSame) {
   EXPECT_LT(monotonic_seconds() - begun, 3.0);
 }
 
+// What the link had still to ask for is not asked for any more: it would start what the stop ends.
+TEST_F(BluezCentralTest, AStopWhileTheStrapIsSubscribedToSkipsTheRest) {
+  world_.strap().answer_seconds = 0.3;
+  begin();
+  world_.remember_strap();
+  world_.start(k_strap);
+  ASSERT_TRUE(wait_for_call("StartNotify data"));
+  stop();
+  ASSERT_TRUE(wait_for_call(disconnect_call_));
+  EXPECT_THAT(bluetoothd().calls(),
+              ElementsAre(connect_call_, "StartNotify data", "WriteValue 0300", disconnect_call_));
+}
+
 // As a program leaves it that was killed: the strap answers "already in state", and frames come.
 TEST_F(BluezCentralTest, AStrapThatStreamsAlreadyIsTakenAsItIs) {
   world_.strap().is_streaming_already = true;

@@ -41,5 +41,11 @@ TEST(TimeGrid, SenselessDurationsHaveNoPoints) {
   EXPECT_EQ(time_grid(1, 130).size(), 1u);
 }
 
+// 2,000,000 s and one sample more.
+TEST(TimeGrid, EndsWithTheLongestRecording) {
+  EXPECT_EQ(time_grid(1'000'000, 0.5).size() / 10, k_max_grid_points / 10);
+  EXPECT_TRUE(time_grid(1'000'001, 0.5).empty());
+}
+
 }  // namespace
 }  // namespace tvn

@@ -93,6 +93,30 @@ TEST(TfrImage, WithoutARangeOnlySplitsAtTheCentre) {
   EXPECT_EQ(pixel(image, 2, 0), (Pixel{180, 4, 38}));
 }
 
+// Without a range the scale is 1e-9 wide.
+TEST(TfrImage, ARangeOfNothingIsWidenedUpwards) {
+  TfrImageSettings settings = plain_settings();
+  settings.centre = settings.half_range = 0;
+  const RgbImage image = row_image({0.0f, 0.5e-9f, 1e-9f}, settings);
+  EXPECT_EQ(pixel(image, 0, 0), (Pixel{59, 76, 192}));
+  EXPECT_EQ(pixel(image, 2, 0), (Pixel{180, 4, 38}));
+  EXPECT_NE(pixel(image, 1, 0), pixel(image, 0, 0));
+  EXPECT_NE(pixel(image, 1, 0), pixel(image, 2, 0));
+}
+
+// The logarithm is that of 1e-30 at least, -69.08: above the level of 9.465 - 0.02832 * 2800 =
+// -69.83, and below that of 9.465 - 0.02832 * 2770 = -68.98.
+TEST(TfrImage, NoPowerAtAllCountsAsAVerySmallOne) {
+  TfrImageSettings settings = plain_settings();
+  settings.half_range = 2;
+  settings.age = 2800;
+  EXPECT_NE(pixel(row_image({0.0f}, settings), 0, 0)[0],
+            pixel(row_image({0.0f}, settings), 0, 0)[2]);
+  settings.age = 2770;
+  EXPECT_EQ(pixel(row_image({0.0f}, settings), 0, 0)[0],
+            pixel(row_image({0.0f}, settings), 0, 0)[2]);
+}
+
 TEST(TfrImage, IsGreyUpToTheNormalLevel) {
   TfrImageSettings settings = plain_settings();
   settings.age = 0;  // the level of a newborn girl, 9.465

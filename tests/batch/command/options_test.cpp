@@ -39,6 +39,15 @@ TEST(BatchOptions, TheManualHasThemAll) {
   EXPECT_EQ(options_in(manual, "Fl -"), told);
 }
 
+// The numbers are those of AreThePagesWithoutAny and the statuses of the command's tests.
+TEST(BatchOptions, HelpTellsDefaultsAndExitStatuses) {
+  for (const char* told : {"in-breath (5)", "out-breath (11)", "sex (M)", "age (40)", "texts (130)",
+                           "0 when every recording gave a result, 1 when some did not, 2 when\nthe "
+                           "options are wrong"}) {
+    EXPECT_THAT(k_help, HasSubstr(told));
+  }
+}
+
 TEST(BatchOptions, AreThePagesWithoutAny) {
   const auto [options, fault] = parse({"data"});
   EXPECT_EQ(fault, "");
