@@ -37,7 +37,7 @@ PassInput take_pass_input(Engine& engine);
 
 // None when there are fewer than 390 samples (3 s) or no beat is found: earlier results then
 // stay. The chart series are thinned to 600 to 1,199 points. analysis: that of the recording so
-// far. Cost: what is new, and some 150 ns for each second before it.
+// far. Cost: what is new, and some 80 ns for each second before it.
 std::optional<PassResult> compute_pass(const EcgView& ecg, double cycle_seconds,
                                        RunningAnalysis& analysis);
 

@@ -24,7 +24,7 @@ class RunningBeats {
 
   // detect_rr_intervals(ecg, max_heart_rate_bpm, fs), to the bit. Calls are quick for an `ecg` that
   // begins with that of the call before (the caller sees to that) and goes on from there; a shorter
-  // one starts over. Cost: linear in the new samples, and some 100 ns for each second before them;
+  // one starts over. Cost: linear in the new samples, and some 50 ns for each second before them;
   // where the filter does not settle (running_filter.h), that of detect_rr_intervals. Memory: some
   // 200 bytes for each second.
   std::vector<double> rr_intervals(std::span<const double> ecg);
