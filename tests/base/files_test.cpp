@@ -15,6 +15,7 @@
 
 #include "base/locked_file.h"
 #include "tests/base/faulty_read.h"
+#include "tests/base/faulty_rename.h"
 #include "tests/faulty_sync.h"
 #include "tests/file_limit.h"
 #include "tests/temporary_folder.h"
@@ -227,7 +228,7 @@ TEST(WriteFile, ReplacesALinkThatLeadsToNoFile) {
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
-TEST(WriteFile, KeepsWhatHasTheNameWhenToldSo) {
+void keeps_what_has_the_name() {
   const TemporaryFolder folder;
   const auto write = [&](const std::string& name) {
     return write_file(folder / name, "new", Durability::at_once, Existing::kept).error;
@@ -246,6 +247,28 @@ TEST(WriteFile, KeepsWhatHasTheNameWhenToldSo) {
   EXPECT_EQ(content, "old");
   EXPECT_THAT(names_in(folder.path()),
               testing::UnorderedElementsAre("old", "link", "broken", "fresh"));
+}
+
+TEST(WriteFile, KeepsWhatHasTheNameWhenToldSo) {
+  keeps_what_has_the_name();
+}
+
+// FAT by way of FUSE, say.
+TEST(WriteFile, KeepsItWhereTheFileSystemCannotTell) {
+  for (const int lacking : {EINVAL, ENOTSUP, ENOSYS}) {
+    const FaultyRename rename(lacking);
+    keeps_what_has_the_name();
+  }
+}
+
+TEST(WriteFile, TellsWhyANewNameCannotBeGiven) {
+  const TemporaryFolder folder;
+  const FaultyRename rename(EPERM);
+  testing::internal::CaptureStderr();
+  const WriteResult result = write_file(folder / "a", "new", Durability::at_once, Existing::kept);
+  EXPECT_EQ(result.error, std::errc::operation_not_permitted);
+  EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+  EXPECT_TRUE(names_in(folder.path()).empty());
 }
 
 TEST(TryToWrite, TellsWhetherAFolderCanBeWritten) {
