@@ -83,6 +83,17 @@ TEST(TfrImage, InterpolatesBetweenTheColourStops) {
   EXPECT_EQ(pixel(image, 6, 0), (Pixel{180, 4, 38}));
 }
 
+// The nine colours, written as a web page's colour picker gives them.
+TEST(TfrImage, HasTheNineColourStops) {
+  constexpr int k_stops[] = {0x3B4CC0, 0x6282EA, 0x8DB0FE, 0xB8D0F9, 0xDDDDDD,
+                             0xF5C4AD, 0xF49A7B, 0xDE604D, 0xB40426};
+  for (int i = 0; i < 9; ++i) {
+    const RgbImage image = row_image({static_cast<float>(i) / 8}, plain_settings());
+    const auto [r, g, b] = pixel(image, 0, 0);
+    EXPECT_EQ(r << 16 | g << 8 | b, k_stops[i]) << i;
+  }
+}
+
 TEST(TfrImage, WithoutARangeOnlySplitsAtTheCentre) {
   TfrImageSettings settings = plain_settings();
   settings.centre = 5;
