@@ -39,7 +39,7 @@ constexpr std::size_t k_rank_margin = 64;
 constexpr std::size_t k_fewest_sampled_from = 8 * k_sampled;
 
 // Drops values that stand neither at `rank` in ascending order nor just before it, and returns how
-// many smaller ones it dropped. Where the sample misled it drops nothing.
+// many smaller ones it dropped. It drops nothing where the sample misled or values are NaN.
 std::size_t drop_outer(std::vector<double>& values, std::size_t rank) {
   if (values.size() < k_fewest_sampled_from) return 0;
   std::array<double, k_sampled> sample;
@@ -56,7 +56,7 @@ std::size_t drop_outer(std::vector<double>& values, std::size_t rank) {
     below += value < low ? 1 : 0;
     not_above += value <= high ? 1 : 0;
   }
-  if (below >= rank || rank >= not_above) return 0;
+  if (!(low <= high) || below >= rank || rank >= not_above) return 0;
   std::size_t kept = 0;
   for (const double value : values) {
     values[kept] = value;

@@ -46,10 +46,10 @@ class RunningHr {
  public:
   explicit RunningHr(double fs) : fs_(fs), grid_(fs) {}
 
-  // build_hr_series(n_samples, rr_seconds, fs), to the bit; it is valid until the next call. Quick
-  // where most intervals are those of the call before: the bumps alone look at the whole curve,
-  // less than a nanosecond a point where there are none. Memory: 24 bytes a point, with bumps 32,
-  // and as long as it grows up to twice that.
+  // build_hr_series(n_samples, rr_seconds, fs), to the bit; the result is valid until the next
+  // call. Quick where most intervals are those of the call before: the bumps alone look at the
+  // whole curve, less than a nanosecond a point in most recordings. Memory: 24 bytes a point, 32
+  // where there were bumps, and as long as it grows up to twice that.
   const std::vector<double>& series(std::size_t n_samples, std::span<const double> rr_seconds);
 
  private:

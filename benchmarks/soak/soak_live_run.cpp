@@ -34,7 +34,7 @@ constexpr std::size_t k_hours = 12;
 constexpr std::size_t k_readers = 8;
 constexpr std::size_t k_frame_samples = 73;
 // What a run keeps beside its samples, as the headers say: ten points a second of both curves (16
-// bytes), RunningHr (24) and RunningTvn (48), and RunningBeats (200 bytes a second).
+// bytes), RunningHr (24 without bumps) and RunningTvn (48), and RunningBeats (200 bytes a second).
 constexpr double k_kept_bytes_a_second = 10 * (16 + 24 + 48) + 200;
 
 struct PassTimes {

@@ -51,7 +51,8 @@ TEST(Statistics, MedianOfLongSequences) {
   };
   for (const std::size_t n : {8'191U, 8'192U, 8'193U, 20'000U, 65'537U, 200'001U}) {
     const std::size_t step = n / 1024;
-    // The middle is the last below all that a sample at even distances sees.
+    // Of an even count, the lower middle value is the greatest below all that a sample at even
+    // distances sees.
     std::vector<double> just_below(n, 6.0);
     for (std::size_t i = 0, ones = 0; ones < n / 2; ++i) {
       if (i % step != 0) just_below[i] = 1, ++ones;

@@ -29,6 +29,14 @@ TEST(ScanDecimal, ReadsTheLongestLeadingNumber) {
   }
 }
 
+// A large power of ten and as many zeros behind the point leave a small number.
+TEST(ScanDecimal, ZerosBehindThePointCountAgainstThePower) {
+  const std::string zeros(95, '0');
+  EXPECT_EQ(scan_decimal("0." + zeros + "1e0").value, 1e-96);
+  EXPECT_EQ(scan_decimal("0." + zeros + "1e96").value, 1);
+  EXPECT_EQ(scan_decimal("0." + zeros + "25e98").value, 250);
+}
+
 TEST(ScanDecimal, KnowsWhatIsNoNumber) {
   for (const char* text : {"", "-", "+", ".", "e5", "-.e1", "abc", " 1", "nan", "inf", "--5"}) {
     EXPECT_EQ(scan_decimal(text).status, DecimalStatus::no_number) << text;

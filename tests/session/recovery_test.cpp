@@ -18,6 +18,7 @@
 #include "session/saved_recordings.h"
 #include "tests/file_limit.h"
 #include "tests/session/live_run_fixture.h"
+#include "tests/session/scarce_memory.h"
 
 namespace tvn {
 namespace {
@@ -65,6 +66,18 @@ TEST_F(RecoveryTest, AJournalBecomesARecordingWithItsMarkers) {
   EXPECT_EQ(read_markers(recordings_dir(engine_) + "/" + name_).size(), 1u);
   EXPECT_THAT(journals(), IsEmpty());
   EXPECT_THAT(recover(), IsEmpty());
+}
+
+TEST_F(RecoveryTest, WithoutMemoryForItAJournalWaitsForAnotherStart) {
+  const std::string path = leave_journal(journal_of(1000));
+  testing::internal::CaptureStderr();
+  {
+    const ScarceMemory scarce(100'000);
+    EXPECT_THAT(recover(), IsEmpty());
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Could not recover " + path + ": std::bad_alloc\n");
+  EXPECT_THAT(recover(), ElementsAre(name_));
 }
 
 TEST_F(RecoveryTest, LessThanThreeSecondsGo) {

@@ -55,7 +55,8 @@ std::vector<double> bridged(std::vector<double> rates) {
 }
 
 // Rates of 69 and 71 in turn, but for two that lie `distance` above and below 70. The variance is
-// then (n - 2 + 2 distance^2) / n, which gives the distance at which their z-score is `score`.
+// then (n - 2 + 2 distance^2) / n, for an odd n nearly so, which gives the distance at which their
+// z-score is `score`.
 std::vector<double> with_score(double score, std::size_t n, std::size_t at) {
   std::vector<double> rates(n);
   for (std::size_t i = 0; i < n; ++i) rates[i] = i % 2 == 0 ? 69 : 71;
@@ -106,12 +107,14 @@ TEST(SurelyWithoutBumps, IsInDoubtAboutRatesThatAreNoNumbersOrAllTheSame) {
   std::vector<double> next_to_the_same = with_score(2, 103, 40);
   for (double& rate : next_to_the_same) rate += 1e9;
   EXPECT_FALSE(surely_without_bumps(next_to_the_same));
-  // The squares of what lies between these overflow more often than those of the distances from the
-  // mean.
+  // Taken from a huge first rate the squares overflow; around the mean they do not.
   std::vector<double> huge = with_score(2, 100, 40);
   huge[0] = huge[50] = 9e153;
   EXPECT_FALSE(surely_without_bumps(huge));
   EXPECT_NE(bridged(huge), huge);
+  std::vector<double> tiny = with_score(2, 100, 40);
+  for (double& rate : tiny) rate *= 1e-160;
+  EXPECT_FALSE(surely_without_bumps(tiny));
   EXPECT_TRUE(surely_without_bumps({}));
 }
 

@@ -60,6 +60,16 @@ TEST(JsonLine, ReadsWhatOthersWrite) {
   EXPECT_FALSE(number_member(*object, "none"));
 }
 
+// Two halves of a surrogate pair at their bounds: U+10000 and U+10FFFF (RFC 8259).
+TEST(JsonLine, ReadsTheFirstAndTheLastSurrogatePair) {
+  const auto object = read_json_object(R"({"a":"\ud800\udc00\udbff\udfff"})");
+  ASSERT_TRUE(object);
+  EXPECT_EQ(text_member(*object, "a"), "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf");
+  EXPECT_FALSE(read_json_object(R"({"a":"\ud800\udbff"})"));
+  EXPECT_FALSE(read_json_object(R"({"a":"\ud800\ue000"})"));
+  EXPECT_FALSE(read_json_object(R"({"a":"\udc00\udc00"})"));
+}
+
 TEST(JsonLine, RefusesWhatIsNoObjectOrCutOff) {
   const std::string whole = R"({"a":"b\u00e9","c":[1,"d"],"e":2})";
   ASSERT_TRUE(read_json_object(whole));

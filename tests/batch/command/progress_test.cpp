@@ -13,6 +13,8 @@ TEST(Progress, TellsTheRateAndTheTimeLeft) {
   EXPECT_EQ(progress_text(50, 200, 5), "50 of 200 recordings, 10.0 a second, 15 s left");
   EXPECT_EQ(progress_text(1, 100, 1), "1 of 100 recordings, 1.0 a second, 99 s left");
   EXPECT_EQ(progress_text(1, 101, 1), "1 of 101 recordings, 1.0 a second, 2 min left");
+  EXPECT_EQ(progress_text(1, 150, 1), "1 of 150 recordings, 1.0 a second, 2 min left");
+  EXPECT_EQ(progress_text(1, 151, 1), "1 of 151 recordings, 1.0 a second, 3 min left");
   EXPECT_EQ(progress_text(1, 6000, 1), "1 of 6000 recordings, 1.0 a second, 100 min left");
   EXPECT_EQ(progress_text(1, 6001, 1), "1 of 6001 recordings, 1.0 a second, 1.7 h left");
   EXPECT_EQ(progress_text(1, 1000, 1), "1 of 1000 recordings, 1.0 a second, 17 min left");
