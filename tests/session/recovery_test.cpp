@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <list>
 #include <memory>
@@ -16,6 +17,7 @@
 #include "session/markers.h"
 #include "session/run_journal.h"
 #include "session/saved_recordings.h"
+#include "tests/base/faulty_read.h"
 #include "tests/file_limit.h"
 #include "tests/session/live_run_fixture.h"
 #include "tests/session/scarce_memory.h"
@@ -77,6 +79,18 @@ TEST_F(RecoveryTest, WithoutMemoryForItAJournalWaitsForAnotherStart) {
   }
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "Could not recover " + path + ": std::bad_alloc\n");
+  EXPECT_THAT(recover(), ElementsAre(name_));
+}
+
+TEST_F(RecoveryTest, AJournalThatCannotBeReadWaitsForAnotherStart) {
+  const std::string path = leave_journal(journal_of(10));
+  testing::internal::CaptureStderr();
+  {
+    const FaultyRead broken([] { return EIO; });
+    EXPECT_THAT(recover(), IsEmpty());
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Could not read the journal " + path + "; it waits for another start\n");
   EXPECT_THAT(recover(), ElementsAre(name_));
 }
 
@@ -236,6 +250,22 @@ TEST_F(RecoveryTest, OfAReplacedRunLessThanThirtyUnsavedSecondsGo) {
   start();
   EXPECT_THAT(names_in(recordings_dir(engine_), "recovered_"), IsEmpty());
   EXPECT_THAT(journals(), SizeIs(1));
+}
+
+TEST_F(RecoveryTest, AReplacedRunThatMemoryIsShortForIsWrittenLater) {
+  start();
+  send(31);
+  testing::internal::CaptureStderr();
+  {
+    const ScarceMemory scarce(8'000);
+    start();
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Could not recover the run that ended: std::bad_alloc\n"
+            "A run that ended is in memory alone; a start or a save tries again\n");
+  EXPECT_THAT(recordings(), IsEmpty());
+  start();
+  EXPECT_THAT(recordings(), SizeIs(1));
 }
 
 // Its journal ended on the full disk, too: the run is in memory alone until there is room.

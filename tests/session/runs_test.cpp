@@ -8,6 +8,7 @@
 #include "session/markers.h"
 #include "session/status.h"
 #include "tests/analysis/synthetic_ecg.h"
+#include "tests/session/scarce_memory.h"
 #include "tests/session/session_fixture.h"
 
 namespace tvn {
@@ -295,6 +296,21 @@ TEST_F(RunsTest, ALiveRunWithoutASensorWaitsForever) {
   EXPECT_EQ(get(&Engine::device_address), "AA:BB");
   stop(engine_);
   EXPECT_EQ(get(&Engine::mode), "live");
+}
+
+TEST_F(LiveRunsTest, SamplesThatMemoryIsShortForAreToldOf) {
+  start_live(engine_, "AA:BB", {});
+  {
+    const ScarceMemory scarce(1'000);
+    sensor_.send(std::vector<double>(73, 5.0));
+    EXPECT_EQ(get(&Engine::bt_status), "Starting…");
+    sensor_.send(std::vector<double>(73, 6.0));
+  }
+  EXPECT_EQ(get(&Engine::bt_status), "Out of memory: samples are being lost. Stop and save.");
+  sensor_.send({7.0});
+  const SessionLock hold(engine_.lock);
+  ASSERT_EQ(engine_.live_ecg.size(), 74u);
+  EXPECT_EQ(engine_.live_ecg.view(74).samples()[73], 7.0);
 }
 
 TEST_F(LiveRunsTest, ALiveRunReceivesFromTheSensorUntilItStops) {
