@@ -65,6 +65,36 @@ test("an imported raw ECG is sent as it is and replays", with_page(async (page, 
   assert.ok(await page.locator("#session").isVisible());
 }));
 
+test("what happens to a file is told while it happens", with_page(async (page, server) => {
+  const answers = [];
+  const answer = async (path, reply) => {
+    await eventually(() => assert.equal(answers.at(-1)?.path, path));
+    answers.pop().give(reply);
+  };
+  for (const path of ["/import", "/batch_new", "/batch_upload", "/batch_run"]) {
+    server.replies[path] = () => new Promise((give) => answers.push({ path, give }));
+  }
+  await pick_file(page, "my räw.txt", "1");
+  await text_becomes(hint(page), "Importing my räw.txt…");
+  assert.ok(await hint(page).isVisible());
+  await answer("/import", { ok: false });
+  await text_becomes(hint(page), "Could not import that file.");
+  // A program that is started again after the upload knows of no batch.
+  script_answers(server, { status: "idle" }, { status: "idle", total: 0, done: 0, msg: "" });
+  await page.evaluate(() => {
+    process_folder(["a", "b"].map((name) => new File(["1"], name + ".txt")), "batch-folder", "batch");
+  });
+  await text_becomes(hint(page), "Uploading…");
+  await answer("/batch_new", { ok: true });
+  for (const told of ["Uploading… 1/2", "Uploading… 2/2"]) {
+    await text_becomes(hint(page), told);
+    await answer("/batch_upload", { ok: true });
+  }
+  await answer("/batch_run", { ok: true });
+  await text_becomes(hint(page), "The batch did not run.");
+  assert.equal(await hint(page).getAttribute("role"), "alert");
+}));
+
 test("a refused import shows the note; the same file can be picked again",
   with_page(async (page, server) => {
     const picked = () => page.locator("#file-picker").evaluate((picker) => picker.files.length);
@@ -177,10 +207,14 @@ test("a refused batch shows its reason and gives the buttons back",
     server.replies["/batch_run"] = { ok: false, reason: "A batch is already running." };
     await pick_folder(page, "Batch process…", folder);
     await text_becomes(hint(page), "A batch is already running.");
+    assert.equal(await hint(page).getAttribute("role"), "alert");
     assert.deepEqual(requests_for(server, "/batch_run").map((r) => r.url),
       ["/batch_run?mode=batch" + PARAMETERS]);
     for (const name of BUTTONS) assert.ok(await button(page, name).isEnabled(), name);
     assert.equal(requests_for(server, "/batch_status").length, 1);
+    server.replies["/batch_run"] = { ok: false };
+    await pick_folder(page, "Batch process…", folder);
+    await text_becomes(hint(page), "Could not start.");
   }));
 
 test("an upload that gets no answer says so and starts no batch",

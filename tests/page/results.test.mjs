@@ -91,11 +91,13 @@ test("Save and Compute TFR keep the focus, and the view of a run in its place",
     assert.ok(await scrolled() > 0);
   }));
 
-test("a failed export shows its error", in_session(async (page, server) => {
+// A program that was started again meanwhile knows of none.
+test("an export that ends without a word is told as failed", in_session(async (page, server) => {
   server.replies["/export"] = { ok: true, status: "exporting" };
-  server.replies["/export_status"] = { status: "error", error: "disk full" };
+  server.replies["/export_status"] = { status: "idle" };
   await button(page, "Save").click();
-  await text_becomes(export_line(page), "Export failed: disk full");
+  await text_becomes(export_line(page), "Export failed: no result");
+  assert.equal(await export_line(page).getAttribute("role"), "alert");
   await enabled(page, "Save");
 }));
 
@@ -127,11 +129,17 @@ test("the TFR is polled and shown as two figures", in_session(async (page, serve
   server.replies["/tfr_images"] = { status: "done", images: { tfr3: PIXEL, tfr10: PIXEL + "#" } };
   await button(page, "Compute TFR").click();
   assert.ok(await button(page, "Compute TFR").isDisabled());
+  await text_becomes(tfr_line(page), "Computing the TFR…");
+  assert.ok(await tfr_line(page).isVisible());
+  assert.equal(await tfr_line(page).getAttribute("role"), "paragraph");
   await eventually(async () => assert.deepEqual(
     await page.locator("figcaption").allTextContents(),
     ["High frequency resolution (n = 10)", "High time resolution (n = 3)"]), 8000);
   assert.deepEqual(await page.locator("figure img").evaluateAll((all) => all.map((i) => i.src)),
                    [PIXEL + "#", PIXEL]);
+  assert.equal(await page.getByRole("img", { name: "Time-frequency picture", exact: true }).count(),
+               2);
+  await text_becomes(tfr_line(page), "");
   assert.deepEqual(await page.locator("figure").first().locator(".ticks span").allTextContents(),
                    ["0.18", "0.10", "0.02"]);
   assert.equal(await page.locator("figure .axis-title").first().textContent(), "Frequency (Hz)");
@@ -171,7 +179,7 @@ test("after a stop with a full cycle the TFR is suggested", in_session(async (pa
   await text_becomes(page.locator("#hr-value"), "62");
   await text_becomes(hint, "");
   server.push(snapshot({ running: false, cycles_done: 1 }));
-  await text_becomes(hint, /^Compute the TFR, or press Save/);
+  await text_becomes(hint, "Compute the TFR, or press Save to keep the run.");
 }));
 
 test("a new session leaves nothing of the last one", in_session(async (page, server) => {

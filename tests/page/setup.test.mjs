@@ -41,6 +41,7 @@ test("the recording list has both groups with their folder words", with_page(asy
   const groups = await page.evaluate(() =>
     [...document.querySelectorAll("#recording optgroup")].map((group) => [group.label,
       ...[...group.children].map((option) => [option.dataset.dir, option.value])]));
+  assert.equal(await page.locator("#recording > option").textContent(), "Select a recording");
   assert.deepEqual(groups, [
     ["Saved recordings", ["saved", "a <b>\t\"c\".csv"]],
     ["Bundled samples", ["samples", "Sample 1.txt"], ["samples", "Sample 2.txt"]]]);
@@ -230,6 +231,9 @@ test("a scan that finds nothing or fails says so", with_page(async (page, server
   server.replies["/scan"] = { success: true, devices: [] };
   await button(page, "Scan for devices").click();
   await text_becomes(page.locator("#device option"), "none found");
+  await text_becomes(page.locator("#scan-line"),
+    "No devices found. Wear the strap, wet its electrodes and scan again.");
+  assert.ok(await page.locator("#scan-line").isVisible());
   await button(page, "Start recording").click();
   await text_becomes(start_hint(page), "Scan and select your Polar H10 first.");
   server.replies["/scan"] = { success: false, reason: "Bluetooth is off." };

@@ -297,7 +297,7 @@ test("a failed stop is an alert, until the run has ended all the same",
     await text_becomes(hint, "Could not stop: no answer");
     assert.equal(await hint.getAttribute("role"), "alert");
     await show(page, server, { running: false, cycles_done: 1 });
-    await text_becomes(hint, /^Compute the TFR, or press Save/);
+    await text_becomes(hint, "Compute the TFR, or press Save to keep the run.");
     assert.equal(await hint.getAttribute("role"), "paragraph");
   }));
 
