@@ -50,7 +50,9 @@ test("every control has its text as its name", with_page(async (page) => {
     textbox: ["Name or ID-code", "In-period", "Out-period"],
     spinbutton: ["Age", "Import sample rate"], combobox: ["Sex", "Device", "Recording"],
     radio: ["Live", "Open a recording"], slider: ["Position"], switch: ["Sound", "Pacer"],
-    meter: ["TVN"] })) {
+    meter: ["TVN"], status: ["Heart rate", "TVN"], group: ["Speed"],
+    radiogroup: ["Source of the ECG"], progressbar: ["Files done", "Countdown to TVN"],
+    img: ["ECG", "Trend"], dialog: ["About"] })) {
     for (const name of names) assert.equal(await by_name(role, name).count(), 1, `${role} ${name}`);
   }
 }));

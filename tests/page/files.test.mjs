@@ -82,7 +82,8 @@ test("what happens to a file is told while it happens", with_page(async (page, s
   // A program that is started again after the upload knows of no batch.
   script_answers(server, { status: "idle" }, { status: "idle", total: 0, done: 0, msg: "" });
   await page.evaluate(() => {
-    process_folder(["a", "b"].map((name) => new File(["1"], name + ".txt")), "batch-folder", "batch");
+    const files = ["a.txt", "b.txt"].map((name) => new File(["1"], name));
+    process_folder(files, "batch-folder", "batch");
   });
   await text_becomes(hint(page), "Uploading…");
   await answer("/batch_new", { ok: true });

@@ -65,6 +65,20 @@ export async function show(page, server, changes) {
     JSON.stringify(last_snapshot) === shown, JSON.stringify(pushed));
 }
 
+// Every piece of text that is shown in the element, in the order of the document.
+export function shown_texts(page, selector) {
+  return page.locator(selector).evaluate((element) => {
+    const pieces = document.createTreeWalker(element, NodeFilter.SHOW_TEXT);
+    const shown = [];
+    while (pieces.nextNode()) {
+      const { data, parentElement } = pieces.currentNode;
+      const text = data.replace(/\s+/g, " ").trim();
+      if (text && parentElement.checkVisibility({ visibilityProperty: true })) shown.push(text);
+    }
+    return shown;
+  });
+}
+
 export function requests_for(server, path) {
   return server.requests.filter((request) => request.path === path);
 }

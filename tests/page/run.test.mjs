@@ -15,7 +15,7 @@ const PIXEL = "data:image/png;base64,iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcS
   "2mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==";
 
 const back = (page) => button(page, "Back to the last session");
-const note = (page) => page.getByText("A recording is running");
+const note = (page) => page.getByText("A recording is running.", { exact: true });
 const is_setup = (page) => eventually(async () =>
   assert.ok(await page.locator("#setup").isVisible()));
 
@@ -140,6 +140,7 @@ test("a program that was started again is told as such", in_session(async (page,
     "The program was started again; the earlier run is not there.");
   await text_becomes(page.locator("#status-word"), "No recording");
   await text_becomes(page.locator("#session-title"), "No recording");
+  await text_becomes(page.locator("#meta-line"), "");
   assert.ok(await page.locator("#results").isHidden());
   assert.ok(await button(page, "Stop").isDisabled());
   assert.ok(!await page.locator("#countdown").evaluate((e) => e.classList.contains("shown")));

@@ -1,7 +1,8 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { count_pixels, eventually, HEART_RATE_ORANGE, text_becomes, TVN_BLUE } from "./browser.mjs";
-import { button, in_session, requests_for, share_browser, show } from "./fixture.mjs";
+import { button, in_session, requests_for, share_browser, show, shown_texts }
+  from "./fixture.mjs";
 import { snapshot } from "./scripted_server.mjs";
 
 share_browser();
@@ -34,7 +35,39 @@ test("titles, numbers and lines follow the snapshot", in_session(async (page, se
   await text_becomes(text(page, "tvn-value"), "−0.26");
   await show(page, server, { tvn: null, cycles_done: null });
   await text_becomes(text(page, "tvn-value"), "–");
+  await text_becomes(text(page, "cycles"), "– / 16");
 }));
+
+test("what the view of a run says, and what its pictures are called",
+  in_session(async (page, server) => {
+    const pictures = () => page.locator("canvas").evaluateAll((all) =>
+      all.map((canvas) => canvas.getAttribute("aria-label")));
+    const live = { mode: "live", source_label: "Live — Polar H10", bt_status: "Streaming ECG…",
+                   name_id: "Anna", total: 256 };
+    await page.getByRole("switch", { name: "Pacer" }).click();
+    await show(page, server, { ...live, elapsed: 29.5 });
+    assert.deepEqual(await shown_texts(page, ".stage"), ["TVN in 3"]);
+    assert.deepEqual(await pictures(), [
+      "ECG of the last 6 s. Heart rate – bpm", "Heart rate – bpm, TVN –"]);
+    await show(page, server, { ...live, elapsed: 50, tvn: 0.2 });
+    await page.evaluate(() => { summary_at = -Infinity; });
+    await show(page, server, {
+      ...live, elapsed: 66, hr: 71.6, tvn: 0.2, cycles_done: 4.12, markers: [{ t: 12.3, k: 4 }],
+      hr_series: [{ x: 1, y: 58.4 }, { x: 2, y: null }, { x: 3, y: 80.6 }, { x: 4, y: 70 }] });
+    assert.deepEqual(await shown_texts(page, "#session"), [
+      "Live recording · Anna", "Male, 40 · In 5 s, out 11 s · Cycle 16 s · Expected 0.0625 Hz",
+      "Live — Polar H10", "· Bluetooth: Streaming ECG…",
+      "Stop", "Save", "Compute TFR", "New session",
+      "Heart rate", "bpm", "72", "Breathe in", "ECG",
+      "TVN", "+0.20", "−1 decoupled", "0", "+1 coupled", "Coupled",
+      "Heart rate (bpm)", "TVN (−1 to +1)",
+      "66.0 s", "256 s target", "Cycles", "4.1 / 16", "Elapsed", "66.0 s", "Sound", "Pacer",
+      "Markers: 4 at 12.3 s", "Keys 1 to 9 set a marker."]);
+    assert.deepEqual(await pictures(), [
+      "ECG of the last 6 s. Heart rate 72 bpm",
+      "Heart rate 72 bpm, TVN +0.20, heart rate so far 58 to 81 bpm"]);
+    assert.equal(await page.getByLabel("Position").getAttribute("aria-valuetext"), "66.0 s");
+  }));
 
 test("a live run has its own words and no slider", in_session(async (page, server) => {
   await show(page, server, { mode: "live", bt_status: "Starting…", total: 256,

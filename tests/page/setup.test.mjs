@@ -1,12 +1,38 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { eventually, text_becomes } from "./browser.mjs";
-import { button, requests_for, share_browser, start_replay, with_page } from "./fixture.mjs";
+import { button, requests_for, share_browser, shown_texts, start_replay, with_page }
+  from "./fixture.mjs";
 
 share_browser();
 
 const cycle_line = (page) => page.locator("#cycle-line");
 const start_hint = (page) => page.locator("#start-hint");
+
+test("what Setup says, with a strap and with a recording", with_page(async (page) => {
+  assert.deepEqual(await shown_texts(page, "body"), [
+    "Talvern Live", "v", "1.0.0", "About", "Setup",
+    "Person and breathing", "Name or ID-code", "16 s cycle", "10 s cycle",
+    "In-period", "Out-period", "Cycle 16 s · 0.0625 Hz", "Sex", "Age",
+    "Source of the ECG", "Live", "Open a recording", "Device", "Scan for devices",
+    "Why is my strap not listed?", "Start recording", "Files of your own",
+    "A raw ECG text, one sample per line at the rate given here, replays at once; " +
+    "a Kubios RR export or a folder becomes reports.",
+    "Import sample rate", "Import file…", "Import folder…", "Batch process…"]);
+  for (const [list, options] of [["Sex", ["Male", "Female"]], ["Device", ["Scan, then select"]]]) {
+    assert.deepEqual(await page.getByLabel(list).locator("option").allTextContents(), options);
+  }
+  const unit = (label) => page.getByLabel(label).evaluate(({ parentElement }) =>
+    getComputedStyle(parentElement, "::after").content);
+  for (const [label, expected] of [["In-period", '"s"'], ["Out-period", '"s"'],
+                                   ["Import sample rate", '"Hz"'], ["Age", "none"]]) {
+    assert.equal(await unit(label), expected);
+  }
+  await page.getByLabel("Open a recording").check();
+  assert.deepEqual(await shown_texts(page, ".card:has(#sources)"), [
+    "Source of the ECG", "Live", "Open a recording", "Recording", "Speed", "1×", "2×", "4×", "8×",
+    "Start recording"]);
+}, (server) => { server.replies["/bt_available"] = { available: true }; }));
 
 test("cycle line takes a decimal comma and rounds to 0.01 s", with_page(async (page) => {
   await text_becomes(cycle_line(page), "Cycle 16 s · 0.0625 Hz");

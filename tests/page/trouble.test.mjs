@@ -224,8 +224,12 @@ test("a stall ends with its session", in_session(async (page, server) => {
 }));
 
 test("help for a strap that is not listed", with_page(async (page) => {
+  const help = page.getByText("Wear it, wet its electrodes, and close phone apps that hold it.",
+                              { exact: true });
+  assert.equal(await help.count(), 1);
+  assert.ok(await help.isHidden());
   await page.getByText("Why is my strap not listed?").click();
-  assert.ok(await page.getByText("close phone apps that hold it").isVisible());
+  assert.ok(await help.isVisible());
 }));
 
 // Holds the reply of a path back. The result releases it with the given reply.
