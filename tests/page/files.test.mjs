@@ -102,6 +102,7 @@ test("a refused import shows the note; the same file can be picked again",
     server.replies["/import"] = { ok: false, note: "No file received." };
     await pick_file(page, "a.txt", "");
     await text_becomes(hint(page), "No file received.");
+    assert.equal(await hint(page).getAttribute("role"), "alert");
     assert.equal(await picked(), 0);
     // The click was also one that sounds may follow.
     assert.notEqual(await page.evaluate(() => audio), null);
@@ -120,6 +121,7 @@ test("a Kubios file stays in Setup and its report is announced",
     await pick_file(page, "rr.csv", "sep=,");
     await text_becomes(hint(page), "Processing Kubios RR (312 beats)…");
     await text_becomes(hint(page), "✓ 1 report written", 8000);
+    assert.equal(await hint(page).getAttribute("role"), "paragraph");
     assert.equal(requests_for(server, "/batch_status").length, 3);
     assert.equal(server.streams(), 0);
     assert.ok(await page.locator("#setup").isVisible());
@@ -130,6 +132,7 @@ test("a folder without recordings sends nothing",
     await pick_folder(page, "Batch process…", folder);
     await text_becomes(hint(page),
       "No recordings (.txt raw ECG or .csv Kubios) found in that folder.");
+    assert.equal(await hint(page).getAttribute("role"), "alert");
     assert.deepEqual(server.requests, []);
   }));
 

@@ -9,6 +9,13 @@ share_browser();
 const cycle_line = (page) => page.locator("#cycle-line");
 const start_hint = (page) => page.locator("#start-hint");
 
+// The hint at Start, seen and told at once.
+async function warns(page, text) {
+  await text_becomes(start_hint(page), text);
+  assert.ok(await start_hint(page).isVisible());
+  assert.equal(await start_hint(page).getAttribute("role"), "alert");
+}
+
 test("what Setup says, with a strap and with a recording", with_page(async (page) => {
   assert.deepEqual(await shown_texts(page, "body"), [
     "Talvern Live", "v", "1.0.0", "About", "Setup",
@@ -112,12 +119,12 @@ test("without a selection there is a hint, and nothing is sent, until there is o
     await text_becomes(page.locator("#scan-line"), /^Found 3/);
     server.requests.length = 0;
     await button(page, "Start recording").click();
-    await text_becomes(start_hint(page), "Scan and select your Polar H10 first.");
+    await warns(page, "Scan and select your Polar H10 first.");
     await page.getByLabel("Device").selectOption("CC");
     await text_becomes(start_hint(page), "");
     await page.getByLabel("Open a recording").check();
     await button(page, "Start recording").click();
-    await text_becomes(start_hint(page), "Pick or import a recording.");
+    await warns(page, "Pick or import a recording.");
     assert.deepEqual(server.requests, []);
     await page.getByLabel("Recording", { exact: true }).selectOption("Sample 1.txt");
     await text_becomes(start_hint(page), "");
@@ -143,6 +150,7 @@ test("a saved recording fills in its person's values, which stay editable",
     assert.deepEqual(await values(), ["anna", "2", "8.5", "F", "33"]);
     await text_becomes(cycle_line(page), "Cycle 10.5 s · 0.0952 Hz");
     await text_becomes(start_hint(page), "Filled in from the recording; change what is not right.");
+    assert.equal(await start_hint(page).getAttribute("role"), "paragraph");
     await choose(SAVED[3]);
     assert.deepEqual(await values(), ["", "5", "11", "M", "50"]);
     await choose(SAVED[4]);
@@ -194,10 +202,10 @@ test("a refused start shows the reason and stays in Setup", with_page(async (pag
   await page.getByLabel("Open a recording").check();
   await page.getByLabel("Recording", { exact: true }).selectOption("Sample 1.txt");
   await button(page, "Start recording").click();
-  await text_becomes(start_hint(page), "file not found");
+  await warns(page, "file not found");
   server.replies["/start_replay"] = { ok: false };
   await button(page, "Start recording").click();
-  await text_becomes(start_hint(page), "Could not start.");
+  await warns(page, "Could not start.");
   server.replies["/start_replay"] = null;
   await button(page, "Start recording").click();
   await eventually(async () => assert.ok(await button(page, "Start recording").isEnabled()));
