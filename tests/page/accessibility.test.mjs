@@ -68,6 +68,17 @@ test("one polite region tells the state; numbers are outputs that are not told",
                                ["off", "10.0 s"]]);
   }));
 
+// A region is told of only when it was one before its text came; the seconds of a stall, which
+// count on, never are.
+test("which lines a reader is told of", with_page(async (page) => {
+  const lines = await page.locator("[aria-live]").evaluateAll((all) =>
+    all.map((line) => [line.id, line.getAttribute("aria-live")]));
+  const ids = (wanted) => lines.filter(([, live]) => live === wanted).map(([id]) => id).sort();
+  assert.deepEqual(ids("polite"), ["export-line", "import-hint", "scan-line", "start-hint",
+                                   "tfr-hint", "tfr-line"]);
+  assert.deepEqual(ids("off"), ["cycles", "elapsed", "hr-value", "trouble-seconds", "tvn-value"]);
+}));
+
 test("the gauge is a meter with a value text", in_session(async (page, server) => {
   const values = () => page.getByRole("meter").evaluate((gauge) =>
     ["min", "max", "now", "text"].map((name) => gauge.getAttribute("aria-value" + name)));

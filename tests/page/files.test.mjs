@@ -291,14 +291,15 @@ test("before a folder is sent at another rate than 130 Hz the page says so, and 
                                     "/batch_run": { ok: true } });
     await page.getByLabel("Import sample rate").fill("360");
     script_polls(server, { status: "running", total: 2, done: 1, msg: "Reading" },
-                 { status: "done", total: 2, done: 2, msg: "Ready" });
+                 { status: "done", total: 0, done: 0, msg: "Ready" });
     await pick_folder(page, "Import folder…", folder);
     const note = " · Read at 130 Hz: for 360 Hz use “Import file…”";
     await text_becomes(hint(page), "Uploading…" + note);  // while the first request waits
     assert.equal(requests_for(server, "/batch_upload").length, 0);
     release();
     await text_becomes(hint(page), "Reading — 1/2 files" + note);
-    await text_becomes(hint(page), "✓ Ready" + note);
+    await text_becomes(hint(page), "✓ Ready" + note +
+      " 1 of 1 files did not arrive. Is the disk full?");
     for (const rate of ["130", ""]) {
       await page.getByLabel("Import sample rate").fill(rate);
       await text_becomes(hint(page), "");
@@ -317,6 +318,8 @@ test("an import that could not be stored is told", with_page(async (page, server
   const ended = { elapsed: 0, frac: 0, running: false, source_label: "Imported — x.txt" };
   await show(page, server, { ...ended, total: 3 });
   const banner = page.locator("#trouble");
+  assert.ok(await banner.isHidden());
+  await show(page, server, { ...ended, total: 0, source_label: "Sample 1.txt" });
   assert.ok(await banner.isHidden());
   await show(page, server, { ...ended, total: 0 });
   await text_becomes(banner, "The file could not be stored. Is the disk full?");

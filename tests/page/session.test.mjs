@@ -73,7 +73,8 @@ test("a live run has its own words and no slider", in_session(async (page, serve
   await show(page, server, { mode: "live", bt_status: "Starting…", total: 256,
                              source_label: "Live — Polar H10" });
   await text_becomes(text(page, "session-title"), "Live recording");
-  await text_becomes(text(page, "bluetooth-line"), "· Bluetooth: Starting…");
+  await text_becomes(page.locator("p:has(#source-label)"),
+                     "Live — Polar H10 · Bluetooth: Starting…");
   await text_becomes(text(page, "position-total"), "256 s target");
   assert.ok(await page.getByLabel("Position").isDisabled());
 }));
@@ -93,7 +94,7 @@ test("a replay most likely in millivolts is noted", in_session(async (page, serv
   await show(page, server, { mode: "live", ecg: trace(0, 20), total: 256 });
   await text_becomes(note, "");
   await show(page, server, { source_label: "Sample 2.txt", ecg: trace(0, 20) });
-  await text_becomes(note, MILLIVOLTS);
+  await text_becomes(page.locator("p:has(#source-label)"), "Sample 2.txt " + MILLIVOLTS);
 }));
 
 test("the gauge knob is at (value + 1) / 2 of its width", in_session(async (page, server) => {

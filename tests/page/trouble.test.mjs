@@ -3,8 +3,8 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { eventually, text_becomes } from "./browser.mjs";
-import { button, in_session, requests_for, share_browser, show, start_replay, with_page }
-  from "./fixture.mjs";
+import { button, in_session, requests_for, share_browser, show, shown_texts, start_replay,
+         with_page } from "./fixture.mjs";
 import { snapshot } from "./scripted_server.mjs";
 
 share_browser();
@@ -24,6 +24,11 @@ test("a lost stream dims the last picture until it is back", in_session(async (p
   await server.close();
   await text_becomes(banner(page), LOST);
   assert.equal(await banner(page).getAttribute("role"), "alert");
+  // A call that waits for an answer then is no news.
+  await page.evaluate(() => count_overdue(1));
+  await text_becomes(banner(page), LOST);
+  await page.evaluate(() => count_overdue(-1));
+  await text_becomes(banner(page), LOST);
   assert.deepEqual(await looks(), ["rgb(91, 100, 114)", "rgb(91, 100, 114)", "0.35"]);
   assert.equal(await page.locator("#hr-value").textContent(), "72");
   await server.reopen();
@@ -140,6 +145,8 @@ test("a live run whose time stands still says so, and what to do",
     const told = (text) => text_becomes(page.locator("#trouble-text"), text);
     await text_becomes(page.locator("#trouble-seconds"), "No data from the strap for 2 s");
     await told(advice);
+    assert.deepEqual(await shown_texts(page, "#trouble"),
+                     ["No data from the strap for 2 s", advice]);
     await live(20, { bt_status: "Streaming ECG…" });
     await told(advice);
     await live(20, { bt_status: "Disconnected." });
