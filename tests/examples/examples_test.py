@@ -125,6 +125,8 @@ def make_study(executable, folder):
 
 
 def main(live, batch, which=""):
+    # A shell that runs this in the background lets it ignore Ctrl-C, and so what it starts.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         program = Program(live, folder)
