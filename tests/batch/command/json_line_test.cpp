@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
 #include <limits>
 
 namespace tvn {
@@ -28,6 +30,16 @@ TEST(JsonLine, KnowsWhichBytesAreUtf8) {
         "\xf0\x8f\xbf\xbf", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xdf\xc0", "\xe1\x80",
         "\xf1\x80\x80\x7f"}) {
     EXPECT_TRUE(json_string(broken).starts_with("\"\\udc")) << json_string(broken);
+  }
+}
+
+// Four digits in lower case, as Python's json.dumps writes them: 00 to 1f, and a byte as U+DC00 +
+// it.
+TEST(JsonLine, EscapesHaveEveryDigit) {
+  for (int byte = 0; byte < 256; byte = byte == 0x1f ? 0x80 : byte + 1) {
+    std::array<char, 16> wanted;
+    std::snprintf(wanted.data(), wanted.size(), "\"\\u%04x\"", byte < 0x80 ? byte : 0xdc00 + byte);
+    EXPECT_EQ(json_string(std::string(1, static_cast<char>(byte))), wanted.data());
   }
 }
 
