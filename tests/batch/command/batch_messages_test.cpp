@@ -79,6 +79,14 @@ TEST_F(BatchMessages, WrongUseNamesTheFileOrTheOption) {
   }
 }
 
+TEST_F(BatchMessages, APlaceThatCannotBeWrittenIn) {
+  add_person("A");
+  const std::string inside = root_ + "A/rr.csv/out";
+  const ProgramEnd end = run({"-q", "-o", inside, root_});
+  EXPECT_EQ(end.status, 2);
+  EXPECT_EQ(end.errors, told({"cannot write in " + inside + ": Not a directory"}));
+}
+
 TEST_F(BatchMessages, FoldersWithoutRecordings) {
   fs::create_directories(root_ + "empty");
   const ProgramEnd none = run({"-o", out_, root_});
@@ -145,7 +153,9 @@ TEST_F(BatchMessages, OfManyInTheWayTenAreNamed) {
   lines.emplace_back("and 3 more");
   lines.emplace_back(
       "nothing was done: --resume goes on with an earlier run, another --output begins a new one");
-  EXPECT_EQ(run({"-o", out_, root_}).errors, told(lines));
+  const ProgramEnd end = run({"-o", out_, root_});
+  EXPECT_EQ(end.status, 2);
+  EXPECT_EQ(end.errors, told(lines));
 }
 
 #ifdef __linux__
