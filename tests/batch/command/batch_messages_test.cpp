@@ -124,6 +124,18 @@ TEST_F(BatchMessages, TellWhyARecordingIsLeftOut) {
   EXPECT_THAT(summary, EndsWith(",is shorter than a breathing cycle\n"));
 }
 
+// A beat every 3 s; of intervals the rate of a raw ECG is not to blame.
+TEST_F(BatchMessages, WarnOfIntervalsThatAreNoHearts) {
+  std::string rows;
+  for (int i = 0; i < 20; ++i) rows += ",1,3\n";
+  add_rr("A/slow.csv", rows);
+  const ProgramEnd end = run({"-o", out_, root_});
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.errors, told({"warning: " + root_ +
+                                  "A/slow.csv: the beats found are no heart's (20.0 a minute)",
+                              "1 recordings, 0 of them without a result; 1 reports in " + out_}));
+}
+
 TEST_F(BatchMessages, WhatIsInTheWayIsNamed) {
   add_person("A");
   add_person("B");
