@@ -27,7 +27,7 @@ export function with_page(run, prepare = () => {}, options = {}) {
     let page;
     try {
       page = await open_page(browser, server.address, options);
-      await page.waitForFunction(() => document.querySelector("#recording option"));
+      await page.waitForFunction(() => document.querySelector("#recording optgroup"));
       await eventually(() => assert.deepEqual(server.requests.map(({ path }) => path).sort(),
                                               ["/bt_available", "/recordings", "/status"]));
       server.requests.length = 0;

@@ -1,7 +1,7 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { count_pixels, eventually, HEART_RATE_ORANGE, text_becomes, TVN_BLUE } from "./browser.mjs";
-import { button, in_session, requests_for, share_browser, show, shown_texts }
+import { button, in_session, requests_for, share_browser, show, shown_texts, start_replay }
   from "./fixture.mjs";
 import { snapshot } from "./scripted_server.mjs";
 
@@ -428,3 +428,18 @@ test("Stop and New session", in_session(async (page, server) => {
   assert.ok(await page.locator("#setup").isVisible());
   await text_becomes(text(page, "status-word"), "Setup");
 }));
+
+test("a recording can be chosen from the new list alone, not from the one it replaces",
+  in_session(async (page, server) => {
+    let answer;
+    server.replies["/recordings"] = () => new Promise((answered) => { answer = answered; });
+    await button(page, "New session").click();
+    await eventually(() => assert.ok(answer));
+    await page.getByLabel("Open a recording").check();
+    const offered = () => page.locator("#recording option").allTextContents();
+    assert.deepEqual(await offered(), []);
+    answer({ saved: ["new.csv"], samples: ["Sample 1.txt"] });
+    await eventually(async () => assert.deepEqual(await offered(),
+      ["Select a recording", "new.csv", "Sample 1.txt"]));
+    await start_replay(page, server);
+  }));

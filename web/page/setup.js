@@ -21,6 +21,8 @@ function enter_setup() {
   show_view("setup");
   set_status_word("Setup");
   tell("start-hint", "");
+  // What is chosen from a list that is about to be replaced would be lost without a word.
+  $("recording").replaceChildren();
   load_recordings();
   check_bluetooth();
 }
@@ -57,7 +59,7 @@ function choose_speed(value) {
 }
 
 async function load_recordings() {
-  const { saved = [], samples } = await try_call("/recordings");
+  const { saved, samples } = await try_call("/recordings");
   if ($("setup").hidden) return;
   if (!samples) {
     show_trouble("lost");
@@ -126,8 +128,8 @@ async function scan_for_devices() {
 }
 
 function show_devices(devices) {
-  const is_other = ({ name }) => !/polar/i.test(name);
-  devices.sort((a, b) => is_other(a) - is_other(b));
+  const other = ({ name }) => !/polar/i.test(name);
+  devices.sort((a, b) => other(a) - other(b));
   const options = devices.map(({ name, address }) => {
     // Two ordinary blanks would be shown as one.
     const option = new Option(`${name || "(unknown)"}\xa0\xa0—\xa0\xa0${address}`, address);
@@ -144,7 +146,7 @@ function show_devices(devices) {
 // The call that starts the chosen source; nothing when none is chosen yet.
 function start_request() {
   const [chosen] = $(source === "live" ? "device" : "recording").selectedOptions;
-  if (!chosen?.value) return "";
+  if (!chosen?.value) return;
   const value = encodeURIComponent(chosen.value);
   return (source === "live"
     ? `/start_live?address=${value}&device=${encodeURIComponent(chosen.dataset.name)}`
