@@ -12,6 +12,15 @@ namespace {
 
 std::function<int()> g_before;
 
+// The system's function of the name, called as the fault that is set says.
+template <typename Read, typename... Place>
+ssize_t faulty(const char* name, int fd, void* buffer, std::size_t size, Place... place) {
+  const auto system_read = reinterpret_cast<Read>(dlsym(RTLD_NEXT, name));
+  if (!g_before) return system_read(fd, buffer, size, place...);
+  errno = g_before();
+  return errno != 0 ? -1 : system_read(fd, buffer, std::min<std::size_t>(size, 1000), place...);
+}
+
 }  // namespace
 
 FaultyRead::FaultyRead(std::function<int()> before) {
@@ -25,9 +34,10 @@ FaultyRead::~FaultyRead() {
 }  // namespace tvn
 
 extern "C" ssize_t read(int fd, void* buffer, std::size_t size) {
-  using Read = ssize_t (*)(int, void*, std::size_t);
-  static const auto system_read = reinterpret_cast<Read>(dlsym(RTLD_NEXT, "read"));
-  if (!tvn::g_before) return system_read(fd, buffer, size);
-  errno = tvn::g_before();
-  return errno != 0 ? -1 : system_read(fd, buffer, std::min<std::size_t>(size, 1000));
+  return tvn::faulty<ssize_t (*)(int, void*, std::size_t)>("read", fd, buffer, size);
+}
+
+extern "C" ssize_t pread(int fd, void* buffer, std::size_t size, off_t offset) {
+  using Read = ssize_t (*)(int, void*, std::size_t, off_t);
+  return tvn::faulty<Read>("pread", fd, buffer, size, offset);
 }

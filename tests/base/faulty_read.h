@@ -1,4 +1,4 @@
-// Stands in for the system's read in this test program, so that something can happen to a file at
+// Stands in for the system's read and pread in this test program, so that something can happen to a file at
 // a chosen moment of its being read.
 #pragma once
 

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <numeric>
 
+#include "tests/base/faulty_read.h"
 #include "tests/file_limit.h"
 #include "tests/temporary_folder.h"
 
@@ -19,6 +22,14 @@ BatchReportEntry entry(int i) {
   entry.page.high_time.object = std::string(static_cast<std::size_t>(1000 * i), '3');
   entry.page.high_frequency.object = "ten" + std::to_string(i);
   return entry;
+}
+
+// Bytes of which no two stretches are alike.
+std::string counting(std::size_t size) {
+  std::string bytes(size, '\0');
+  std::iota(bytes.begin(), bytes.end(), '\0');
+  for (std::size_t i = 0; i < size; i += 256) bytes[i] = static_cast<char>(i / 256);
+  return bytes;
 }
 
 std::string report_of(EntrySpill& spill) {
@@ -65,6 +76,37 @@ TEST(EntrySpill, WithoutRoomItTellsWhy) {
   EntrySpill nowhere(folder / "none", 0);
   nowhere.add(entry(1));
   EXPECT_EQ(nowhere.error(), std::errc::no_such_file_or_directory);
+}
+
+TEST(EntrySpill, APageReadInPiecesIsWhole) {
+  const TemporaryFolder folder;
+  EntrySpill spill(folder.path(), 0);
+  spill.add(entry(1));
+  BatchReportEntry wanted = entry(2);
+  wanted.page.content = counting(3500);
+  spill.add(wanted);
+  int reads = 0;
+  const FaultyRead interrupted([&reads] { return ++reads % 3 == 0 ? EINTR : 0; });
+  const BatchReportPage page = spill.take_page(1);
+  EXPECT_EQ(page.content, counting(3500));
+  EXPECT_EQ(page.high_time.object, std::string(2000, '3'));
+  EXPECT_EQ(page.high_frequency.object, "ten2");
+  EXPECT_FALSE(spill.error());
+  EXPECT_GE(reads, 7);
+}
+
+TEST(EntrySpill, APageThatCannotBeReadIsAnError) {
+  const TemporaryFolder folder;
+  EntrySpill spill(folder.path(), 0);
+  spill.add(entry(1));
+  int reads = 0;
+  const FaultyRead broken([&reads] { return ++reads == 2 ? EIO : 0; });
+  const BatchReportPage page = spill.take_page(0);
+  EXPECT_EQ(page.content, std::string(101, 'c'));
+  EXPECT_EQ(page.high_time.object, "");
+  EXPECT_EQ(page.high_frequency.object, "");
+  EXPECT_EQ(spill.error(), std::errc::io_error);
+  EXPECT_EQ(reads, 2);
 }
 
 }  // namespace
