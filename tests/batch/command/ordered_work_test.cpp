@@ -43,6 +43,29 @@ TEST(OrderedWork, ResultsComeInOrderFromAnyNumberOfThreads) {
   }
 }
 
+TEST(OrderedWork, AsManyAreAtWorkAsThreadsWereAskedFor) {
+  for (const unsigned threads : {1U, 3U}) {
+    std::atomic<unsigned> at_work = 0, most = 0;
+    const auto begin = [&] {
+      const unsigned now = ++at_work;
+      for (unsigned seen = most; seen < now && !most.compare_exchange_weak(seen, now);) {
+      }
+    };
+    run<int>(
+        4 * threads, threads, k_always,
+        [&](std::size_t i) {
+          begin();
+          // The first ones wait for each other; a thread too many comes meanwhile.
+          while (i < threads && most < threads) std::this_thread::yield();
+          std::this_thread::sleep_for(std::chrono::milliseconds(20));
+          --at_work;
+          return 0;
+        },
+        [](std::size_t, int) { return true; });
+    EXPECT_EQ(most, threads);
+  }
+}
+
 TEST(OrderedWork, NothingToDo) {
   EXPECT_EQ(
       run<int>(

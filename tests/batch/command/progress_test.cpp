@@ -19,6 +19,7 @@ TEST(Progress, TellsTheRateAndTheTimeLeft) {
   EXPECT_EQ(progress_text(1, 6001, 1), "1 of 6001 recordings, 1.0 a second, 1.7 h left");
   EXPECT_EQ(progress_text(1, 1000, 1), "1 of 1000 recordings, 1.0 a second, 17 min left");
   EXPECT_EQ(progress_text(1, 10801, 1), "1 of 10801 recordings, 1.0 a second, 3.0 h left");
+  EXPECT_EQ(progress_text(1, 3'600'001, 1), "1 of 3600001 recordings, 1.0 a second, 1000.0 h left");
   EXPECT_EQ(progress_text(200, 200, 4), "200 of 200 recordings, 50.0 a second");
 }
 
