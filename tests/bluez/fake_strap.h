@@ -29,6 +29,7 @@ struct Strap {
   double connect_seconds = 0.02;
   double answer_seconds = 0.005;  // a round trip to the strap
   std::optional<BluezError> connect_error;
+  std::vector<std::string> expired_errors;  // of the next calls of Connect: it has just expired
   std::optional<BluezError> notify_error;
   std::optional<BluezError> write_error;
 

@@ -205,6 +205,12 @@ void StrapSession::answer_connect(const CallPointer& call) {
   if (pending_connect_ != nullptr) {
     return call->fail("org.bluez.Error.InProgress", "Operation already in progress");
   }
+  if (!strap.expired_errors.empty()) {
+    const std::string name = strap.expired_errors.front();
+    strap.expired_errors.erase(strap.expired_errors.begin());
+    remove_objects();
+    return call->fail("org.freedesktop.DBus.Error." + name, "it has just gone");
+  }
   pending_connect_ = call;
   if (strap.connect_hangs || !strap.advertises) return;
   with_.later(strap.connect_seconds, [this, call] {

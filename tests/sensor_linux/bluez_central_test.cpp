@@ -149,6 +149,35 @@ TEST_F(BluezCentralTest, ADeviceThatBluezHasForgottenIsFoundAgain) {
   EXPECT_EQ(*(second_search + 2), connect_call_);
 }
 
+// bluetoothd knows no object any more, or one without the method.
+TEST_F(BluezCentralTest, ADeviceThatIsForgottenAsItIsConnectedIsFoundAgainOnce) {
+  begin();
+  world_.bring_devices();
+  scan();
+  ASSERT_TRUE(search_has_ended());
+  const auto expire_at_connect = [this](const Lines& errors) {
+    bluetoothd().change_strap(k_strap, [&](fake::Strap& it) { it.expired_errors = errors; });
+  };
+  for (const char* unknown : {"UnknownObject", "UnknownMethod"}) {
+    expire_at_connect({unknown});
+    EXPECT_TRUE(stream()) << unknown;
+    stop();
+  }
+  const std::string failed = "Connection failed: it has just gone";
+  for (const Lines& errors :
+       {Lines{"NoReply", "not asked"}, Lines{"UnknownObject", "UnknownObject", "not asked"}}) {
+    expire_at_connect({});
+    EXPECT_TRUE(stream());  // bluetoothd knows it again
+    stop();
+    expire_at_connect(errors);
+    world_.start(k_strap);
+    EXPECT_TRUE(wait_until([&] { return world_.statuses().back() == failed; })) << errors[0];
+    bluetoothd().change_strap(
+        k_strap, [](fake::Strap& it) { EXPECT_EQ(it.expired_errors, Lines{"not asked"}); });
+    stop();
+  }
+}
+
 TEST_F(BluezCentralTest, AForgottenDeviceThatStaysAwayIsGivenUp) {
   begin();
   world_.bring_devices();

@@ -284,7 +284,7 @@ TEST(SensorLogOnMac, DISABLED_LogsALine) {
 }
 
 // In a zone where it is three in the afternoon; GNUstep takes it from a variable of its own.
-TEST(SensorLogOnMac, TheStampHas24HoursOfLocalTime) {
+TEST(SensorLogOnMac, GoesToTheSystemLogTooAndStampsWith24HoursOfLocalTime) {
   const long hours = 15 - std::time(nullptr) / 3600 % 24;  // ahead of UTC, from -8 to 15
   const std::string zone = hours > 12  ? "Etc/GMT+" + std::to_string(24 - hours)
                            : hours < 0 ? "Etc/GMT+" + std::to_string(-hours)
@@ -294,9 +294,13 @@ TEST(SensorLogOnMac, TheStampHas24HoursOfLocalTime) {
   const std::string command = "unset GTEST_TOTAL_SHARDS GTEST_SHARD_INDEX; GNUSTEP_TZ=" + zone +
                               " '" + program +
                               "' --gtest_also_run_disabled_tests "
-                              "--gtest_filter=SensorLogOnMac.DISABLED_LogsALine >/dev/null 2>&1";
+                              "--gtest_filter=SensorLogOnMac.DISABLED_LogsALine >/dev/null 2>'" +
+                              log.path() + "/system_log'";
   EXPECT_EQ(std::system(command.c_str()), 0);
   EXPECT_EQ(log.text().substr(0, 3), "15:") << zone;
+  std::string system_log;  // without one, what is meant for it goes to standard error
+  EXPECT_TRUE(read_file(log.path() + "/system_log", system_log));
+  EXPECT_TRUE(system_log.ends_with("[TVN-BLE] x\n")) << system_log;
 }
 
 TEST_F(MacBleTest, WhatTheFrameworkThrowsIsShown) {

@@ -10,6 +10,7 @@
 #include "session/saved_recordings.h"
 #include "tests/faulty_sync.h"
 #include "tests/file_limit.h"
+#include "tests/sensor/log_folder.h"
 #include "tests/session/live_run_fixture.h"
 
 namespace tvn {
@@ -117,6 +118,7 @@ TEST_F(RunJournalTest, ASaveThatFailsRemovesNothing) {
 
 // What fits before the disk is full stays readable.
 TEST_F(RunJournalTest, AFullDiskEndsItAndNotTheRun) {
+  const LogFolder log;
   testing::internal::CaptureStderr();
   start();
   send(1);
@@ -128,8 +130,10 @@ TEST_F(RunJournalTest, AFullDiskEndsItAndNotTheRun) {
   }
   send(1);
   stop(engine_);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "The journal of this run ends: " + folder_ / journals()[0] + ": File too large\n");
+  const std::string told =
+      "The journal of this run ends: " + folder_ / journals()[0] + ": File too large";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), told + "\n");
+  EXPECT_THAT(log.lines(), testing::ElementsAre(told));
   EXPECT_EQ(journal().samples, ramp(0, 130));
   EXPECT_FALSE(journal().damaged);
   EXPECT_EQ(get(&Engine::live_ecg).size(), 12u * 130);

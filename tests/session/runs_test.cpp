@@ -217,6 +217,9 @@ TEST_F(RunsTest, PositionsStayWithinTheRecording) {
   start_replay(engine_, path, {{"speed", "0"}});
   seek(engine_, 1e300);
   EXPECT_EQ(get(&Engine::replay_pos), 1000);
+  start_replay(engine_, write_recording("one.csv", {1.0}), {{"speed", "0"}});
+  seek(engine_, 1.0);
+  EXPECT_EQ(get(&Engine::replay_pos), 1);
   start_replay(engine_, path, {{"speed", "1e308"}});
   ASSERT_TRUE(wait_until([this] { return !engine_.running; }));
   EXPECT_EQ(get(&Engine::replay_pos), 1000);
