@@ -1,5 +1,5 @@
-// Stands in for the system's read and pread in this test program, so that something can happen to a file at
-// a chosen moment of its being read.
+// Stands in for the system's read and pread in this test program, so that something can happen to
+// a file at a chosen moment of its being read.
 #pragma once
 
 #include <functional>

@@ -31,6 +31,15 @@ TEST(EcgBuffer, KeepsWhatIsAppended) {
   EXPECT_EQ(copy(buffer.samples()), counting(146));
 }
 
+TEST(EcgBuffer, BeginsWithASingleSampleAlsoAfterAClear) {
+  EcgBuffer buffer;
+  for (int round = 0; round < 2; ++round) {
+    buffer.append(counting(1, round));
+    EXPECT_EQ(copy(buffer.samples()), counting(1, round));
+    buffer.clear();
+  }
+}
+
 TEST(EcgBuffer, ViewsSurviveAppendingClearingAndTheBuffer) {
   EcgView early;
   {
