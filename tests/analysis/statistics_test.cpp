@@ -69,6 +69,8 @@ TEST(Statistics, MedianOfLongSequences) {
         fill(n, [&](std::size_t i) { return i % step == 0 ? 9.0 : noise.uniform(); }),
         fill(n, [&](std::size_t i) { return i % step == 0 ? -9.0 : noise.uniform(); }),
         just_below,
+        // It sees the lower half alone, the middle is just above.
+        fill(n, [&](std::size_t i) { return i % step < step / 2 ? 1.0 : 3.0; }),
         fill(n, [&](std::size_t i) { return i % 2 == 0 ? -HUGE_VAL : HUGE_VAL; }),
         fill(n, [&](std::size_t i) { return i < n / 2 ? 1.0 : 2 + noise.uniform(); }),
     };

@@ -170,6 +170,17 @@ TEST(BatchReport, ALabelStaysBesideItsStrip) {
   EXPECT_THAT(page, HasSubstr("60 Tz\n0.1 0.1 0.1 rg BT /F1 8.5 Tf 56 "));
 }
 
+TEST(BatchReport, TheMeanStandsBoldBelowItsLabel) {
+  const std::string page = pdf_pages(batch_report_pdf(batch(1))).at(0);
+  EXPECT_THAT(page, HasSubstr("0 0 0 rg BT /F2 8.5 Tf 56 "));
+  const std::vector<Placed> placed = placed_texts(page);
+  const auto label = std::ranges::find(placed, "(recording_0)", &Placed::text);
+  ASSERT_NE(label, placed.end());
+  EXPECT_EQ((label + 1)->text, "(pow");
+  EXPECT_EQ((label + 1)->x, label->x);
+  EXPECT_EQ((label + 1)->y, label->y - 12);
+}
+
 TEST(BatchReport, ARecordingWithoutCyclesSaysSo) {
   BatchReport report = batch(0);
   report.recordings.push_back(entry("short", {}));
