@@ -61,5 +61,18 @@ TEST(SelectBeats, TurnsTheMeanWithTheSign) {
   EXPECT_EQ(select_beats(peaks_with(4.2), -1, 1430, 130, spread, exact).front(), 65);
 }
 
+// Of median 0 and median absolute deviation 0.6745, so that the score of a prominence is itself.
+TEST(SelectBeats, TheRobustScoreLiesStrictlyBetween3And7) {
+  RatedPeaks peaks{{}, {}, {3, 3.5, 6.5, 7}};
+  peaks.prominences.resize(18, -0.6745);
+  peaks.prominences.resize(28, 0.6745);
+  for (int32_t i = 0; i < 28; ++i) {
+    peaks.positions.push_back(100 * i);
+    peaks.heights.push_back(i % 2);
+  }
+  const auto exact = [] { return Spread{}; };
+  EXPECT_EQ(select_beats(peaks, 1, 3000, 130, Spread{0, 100}, exact), (Positions{100, 200}));
+}
+
 }  // namespace
 }  // namespace tvn
