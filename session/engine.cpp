@@ -26,7 +26,6 @@ EcgView recorded_ecg(const Engine& engine) {
 
 void reset_for_run(Engine& engine) {
   ++engine.run_number;
-  engine.pass_published = engine.passes_begun;
   engine.pass_memory = std::make_shared<PassMemory>();
   engine.hr = std::numeric_limits<double>::quiet_NaN();
   engine.tvn = std::numeric_limits<double>::quiet_NaN();
