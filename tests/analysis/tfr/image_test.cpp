@@ -208,6 +208,14 @@ TEST(TfrImage, MarksEachCycle) {
   }
 }
 
+TEST(TfrImage, ACycleAsLongAsAColumnMarksEveryColumn) {
+  TfrImageSettings settings = plain_settings();
+  settings.cycle_seconds = 1;
+  settings.fs = 1;
+  const RgbImage image = row_image({0, 0, 0}, settings);
+  for (std::size_t x = 0; x < 3; ++x) EXPECT_EQ(pixel(image, x, 0), (Pixel{30, 30, 30})) << x;
+}
+
 TEST(TfrImage, CyclesOfNoLengthAreHarmless) {
   TfrImageSettings settings = plain_settings();
   for (const double cycle : {0.0, -1.0, 1e-300, std::nan(""), 1e300}) {

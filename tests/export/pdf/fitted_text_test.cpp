@@ -72,6 +72,17 @@ TEST(ShortenedText, KeepsBothEnds) {
   // 21.66 points beside the dots: i, W, i of 2.22, 9.44 and 2.22; the next W has no room.
   EXPECT_EQ(shortened_text("iiiiiWWWWW", false, 10, 30), "ii...W");
   EXPECT_EQ(shortened_text("", false, 10, 0), "");
+  // 11.66 points beside the dots: five letters of 2.22, and in bold four of 2.78.
+  EXPECT_EQ(shortened_text("iiiiiiiiii", false, 10, 20), "iii...ii");
+  EXPECT_EQ(shortened_text("iiiiiiiiii", true, 10, 20), "ii...ii");
+  // 6.66 points: an i; the W at the end has no room, and nothing behind it counts.
+  EXPECT_EQ(shortened_text("iiiiiiiiiW", false, 10, 15), "i...");
+}
+
+// In thousandths of the size: three dots of 278, digits of 556.
+TEST(ShortenedText, KeepsTheLetterThatJustFits) {
+  EXPECT_EQ(shortened_text("0123456789", false, 1000, 3 * 278 + 4 * 556), "01...89");
+  EXPECT_EQ(shortened_text("0123456789", false, 1000, 3 * 278 + 4 * 556 - 0.1), "01...9");
 }
 
 TEST(PdfTextWithoutInk, IsInThePageAndLeavesTheNextTextVisible) {
