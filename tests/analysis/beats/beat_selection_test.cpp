@@ -74,5 +74,18 @@ TEST(SelectBeats, TheRobustScoreLiesStrictlyBetween3And7) {
   EXPECT_EQ(select_beats(peaks, 1, 3000, 130, Spread{0, 100}, exact), (Positions{100, 200}));
 }
 
+// At 100 samples per second; what is chosen shows by its first interval.
+TEST(BetterIntervals, CountThoseFrom330To1500Milliseconds) {
+  const auto first_of = [](const Positions& positive, const Positions& negative) {
+    return better_intervals(positive, negative, 100).at(0);
+  };
+  const Positions two = {0, 50, 100};
+  EXPECT_EQ(first_of(two, {0, 33, 66, 99}), 0.33);
+  EXPECT_EQ(first_of(two, {0, 32, 64, 96}), 0.5);
+  EXPECT_EQ(first_of(two, {0, 150, 300, 450}), 1.5);
+  EXPECT_EQ(first_of(two, {0, 151, 302, 453}), 0.5);
+  EXPECT_EQ(first_of(two, {0, 60, 120}), 0.5);  // as many: the positive ones
+}
+
 }  // namespace
 }  // namespace tvn
