@@ -102,9 +102,12 @@ TEST(PdfMarkerLines, SpanThePlotAndCarryLabels) {
             "0.12 0.25 0.55 rg BT /F2 7 Tf 201.86 772 Td (12) Tj ET\n"
             "0.12 0.25 0.55 RG 0.7 w [2 2] 0 d 98 660 m 98 770 l S [] 0 d\n"
             "0.12 0.25 0.55 rg BT /F2 7 Tf 96.18 772 Td (1) Tj ET\n");
-  content.clear();
-  pdf_marker_lines(content, std::vector<PdfMarker>{{50, "1"}}, false, 100, 10.5, 20);
-  EXPECT_EQ(content, "0.12 0.25 0.55 RG 0.7 w [2 2] 0 d 313 10.5 m 313 30.5 l S [] 0 d\n");
+  for (const double seconds : {100.0, 0.5}) {
+    content.clear();
+    const std::vector<PdfMarker> middle = {{seconds / 2, "1"}};
+    pdf_marker_lines(content, middle, false, seconds, 10.5, 20);
+    EXPECT_EQ(content, "0.12 0.25 0.55 RG 0.7 w [2 2] 0 d 313 10.5 m 313 30.5 l S [] 0 d\n");
+  }
 }
 
 TEST(PdfMarkerLines, LeaveOutWhatLiesOutsideThePlot) {
