@@ -83,10 +83,12 @@ TEST(ParseNumber, TakesACommaAsAPointAndSkipsLeadingWhiteSpace) {
 
 TEST(ParseNumber, FallsBack) {
   for (const char* text : {"", "   ", "abc", "nan", "NaN", "inf", "-inf", "infinity", "0x1", "0x10",
-                           "-0X1F", "0x.8", "1e999", "1e-999", "-"}) {
+                           "-0X1F", "+0x10", "0x.8", "1e999", "1e-999", "-"}) {
     EXPECT_EQ(parse_number(text, 42.5), 42.5) << text;
   }
   EXPECT_EQ(parse_number("0xyz", 42.5), 0.0);  // no hexadecimal number: the 0 counts
+  EXPECT_EQ(parse_number("012", 42.5), 12.0);
+  EXPECT_EQ(parse_number("1x5", 42.5), 1.0);
 }
 
 // The test command makes this locale and points LOCPATH at it.

@@ -17,8 +17,10 @@ template <typename Read, typename... Place>
 ssize_t faulty(const char* name, int fd, void* buffer, std::size_t size, Place... place) {
   const auto system_read = reinterpret_cast<Read>(dlsym(RTLD_NEXT, name));
   if (!g_before) return system_read(fd, buffer, size, place...);
-  errno = g_before();
-  return errno != 0 ? -1 : system_read(fd, buffer, std::min<std::size_t>(size, 1000), place...);
+  const int error = g_before();
+  if (error == 0) return system_read(fd, buffer, std::min<std::size_t>(size, 1000), place...);
+  errno = error;  // and so it stays: a read that succeeds does not touch it
+  return -1;
 }
 
 }  // namespace

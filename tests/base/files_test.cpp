@@ -112,6 +112,15 @@ TEST(ReadFile, AFileThatChangesMeanwhileCannotBeRead) {
   }
 }
 
+// A pipe cannot be brought to a disk, nor can files of some shared folders.
+TEST(SyncToDisk, IsDoneWhereTheSystemCannotAndFailsWhereItFailed) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  EXPECT_EQ(sync_to_disk(ends[1]), std::error_code());
+  for (const int end : ends) ::close(end);
+  EXPECT_EQ(sync_to_disk(ends[1]), std::errc::bad_file_descriptor);
+}
+
 TEST(WriteFile, TellsWhenItCannot) {
   const TemporaryFolder folder;
   testing::internal::CaptureStderr();

@@ -146,6 +146,9 @@ TEST(BatchReport, ThirtyRecordingsContinueOnFurtherPagesWithoutOverlap) {
     EXPECT_GE(bases.back() - 26, 22 + 8) << "the caption stands above the page number";
     for (const Placed& placed : placed_texts(pages[i])) EXPECT_GE(placed.y, 22) << placed.text;
   }
+  // The first strip stands 44 below its title, the next ones 56 below one another.
+  EXPECT_EQ(strip_bases(pages[0]),
+            (std::vector{600., 544., 488., 432., 376., 320., 264., 208., 152., 96.}));
   EXPECT_EQ(rows, 30u);
   EXPECT_EQ(pages.size(), 33u);
   EXPECT_THAT(pages[1], StartsWith("0 0 0 rg BT /F2 13 Tf 56 802 Td (Name: Group) Tj ET\n"
@@ -170,6 +173,11 @@ TEST(BatchReport, ALabelStaysBesideItsStrip) {
   report.recordings.push_back(entry(std::string(200, 'n'), {1}));
   const std::string page = pdf_pages(batch_report_pdf(report)).at(0);
   EXPECT_THAT(page, HasSubstr("60 Tz\n0.1 0.1 0.1 rg BT /F1 8.5 Tf 56 "));
+  // At 0.6 of their width 216.7 points fit into the 130 beside the strip: dots and 44 letters of
+  // 4.726.
+  const std::string half(22, 'n');
+  EXPECT_THAT(pdf_texts(page), Contains(half + "..." + half));
+  EXPECT_THAT(page, HasSubstr(" 194 600 344.4 30 re f\n"));  // a gap of 0.6 at its right
 }
 
 TEST(BatchReport, TheMeanStandsBoldBelowItsLabel) {
