@@ -1,5 +1,5 @@
-// Stands in for the system's fdatasync in a test program: tells what is brought to the disk, and
-// can be as slow as a disk.
+// Stands in for the system's fdatasync and fsync in a test program: tells what is brought to the
+// disk, and can be as slow as a disk.
 #pragma once
 
 #include <functional>
@@ -7,11 +7,12 @@
 
 namespace tvn {
 
-// While one lives, `before` is called before every fdatasync, in the thread that calls it, with the
-// path of the file. One at a time.
+// While one lives, `before` is called before every fdatasync, and `folder` before every fsync, in
+// the thread that calls it, with the path of the file or folder. One at a time.
 class FaultySync {
  public:
-  explicit FaultySync(std::function<void(const std::string& path)> before);
+  using Watch = std::function<void(const std::string& path)>;
+  explicit FaultySync(Watch before, Watch folder = nullptr);
   FaultySync(const FaultySync&) = delete;
   FaultySync& operator=(const FaultySync&) = delete;
   ~FaultySync();
