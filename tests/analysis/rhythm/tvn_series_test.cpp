@@ -177,8 +177,8 @@ TEST(TvnSeries, WindowsBehindTheLastBeatAreNaN) {
   for (std::size_t k = 223; k < 600; ++k) EXPECT_TRUE(std::isnan(series[k])) << k;
 }
 
-// Beats at 0.5, 1.25 and 1.5 s: the last one at the grid point 15, which alone makes the last window
-// over two points.
+// Beats at 0.5, 1.25 and 1.5 s: the last one at the grid point 15, which alone makes the last
+// window over two points.
 TEST(TvnSeries, APointAtTheLastBeatItselfHasItsInterval) {
   const Series series = tvn_of({0.5, 0.75, 0.25}, 60 * 130, 10);
   ASSERT_EQ(series.size(), 600u);
