@@ -12,7 +12,18 @@ using Values = std::vector<double>;
 
 TEST(ParseRawEcg, TakesTheFirstCellOfEachLine) {
   EXPECT_EQ(parse_raw_ecg("1\n2\n\n3"), (Values{1, 2, 3}));
+  EXPECT_EQ(parse_raw_ecg("5"), Values{5});
   EXPECT_EQ(parse_raw_ecg("12,34\n-7\r\n+8 \r\n1.5e2\n"), (Values{12, -7, 8, 150}));
+}
+
+TEST(ParseRawEcg, TakesEveryDigit) {
+  EXPECT_EQ(parse_raw_ecg("0\n1\n2\n3\n4\n5\n6\n7\n8\n9\n"),
+            (Values{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+}
+
+TEST(ParseRawEcg, TakesNoMoreThanAskedFor) {
+  EXPECT_EQ(parse_raw_ecg("1\n2\n3\n", 2), (Values{1, 2}));
+  EXPECT_EQ(parse_raw_ecg("1\n2\n3\n", 0), Values{});
 }
 
 TEST(ParseRawEcg, SkipsLinesThatAreNoSample) {

@@ -12,6 +12,7 @@ using Values = std::vector<double>;
 TEST(ResampleTo130, InterpolatesBetweenSamples) {
   EXPECT_EQ(resample_to_130(Values(256, 1.0), 256.0).size(), 130u);
   EXPECT_EQ(resample_to_130({0, 1, 4}, 65.0), (Values{0, 0.5, 1, 2.5, 4, 4}));
+  EXPECT_EQ(resample_to_130({4, 2}, 65.0), (Values{4, 3, 2, 2}));
 }
 
 TEST(ResampleTo130, ReproducesAStraightLineAtAnyRate) {
@@ -24,6 +25,12 @@ TEST(ResampleTo130, ReproducesAStraightLineAtAnyRate) {
   }
 }
 
+// 260 / 130.5 * 130 is 259.004, and 260 / 129.5 * 130 is 261.004.
+TEST(ResampleTo130, BeginsHalfAHertzAway) {
+  EXPECT_EQ(resample_to_130(Values(260, 1.0), 130.5).size(), 259u);
+  EXPECT_EQ(resample_to_130(Values(260, 1.0), 129.5).size(), 261u);
+}
+
 TEST(ResampleTo130, LeavesSamplesAloneWhereItCannotOrNeedNot) {
   const Values samples = {1, 2, 3};
   for (const double rate : {0.0, -5.0, 130.4, 129.6, 130.0, 1e9, 1e-300, 2.5e-6, std::nan("")}) {
@@ -33,6 +40,7 @@ TEST(ResampleTo130, LeavesSamplesAloneWhereItCannotOrNeedNot) {
   EXPECT_EQ(resample_to_130(samples, 390 / 22'464'000.0).size(), 22'464'000u);
   EXPECT_EQ(resample_to_130(samples, 390 / 22'464'001.0), samples);
   EXPECT_EQ(resample_to_130({7}, 65.0), Values{7});
+  EXPECT_EQ(resample_to_130({1, 2}, 260.0), (Values{1, 2}));  // one sample would be left
   EXPECT_EQ(resample_to_130({}, 65.0), Values{});
 }
 
