@@ -13,6 +13,7 @@ TEST(ResampleTo130, InterpolatesBetweenSamples) {
   EXPECT_EQ(resample_to_130(Values(256, 1.0), 256.0).size(), 130u);
   EXPECT_EQ(resample_to_130({0, 1, 4}, 65.0), (Values{0, 0.5, 1, 2.5, 4, 4}));
   EXPECT_EQ(resample_to_130({4, 2}, 65.0), (Values{4, 3, 2, 2}));
+  EXPECT_EQ(resample_to_130({1, 2, 3, 4}, 260.0), (Values{1, 3}));
 }
 
 TEST(ResampleTo130, ReproducesAStraightLineAtAnyRate) {

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace tvn {
 namespace {
@@ -136,6 +138,23 @@ TEST(ReadRequest, ReservesNothingForAHugeAnnouncement) {
   EXPECT_EQ(request->body, "abc");
 }
 
+// What a guard looks at is the head and nothing else, whatever comes with it.
+TEST(ReadRequest, ShowsTheWholeHeadAloneAndTakesNothingThatIsNotAdmitted) {
+  const std::string head = "POST /save?a=1 HTTP/1.1\r\nContent-Length: 4\r\n\r\n";
+  for (const bool admitted : {true, false}) {
+    Packets source({head + "body"});
+    std::string seen;
+    const auto request = read_request(source.receive(), [&](std::string_view shown) {
+      seen = shown;
+      return admitted;
+    });
+    ASSERT_TRUE(request);
+    EXPECT_EQ(seen, head);
+    EXPECT_EQ(request->path, admitted ? "/save" : "");
+    EXPECT_EQ(request->body, admitted ? "body" : "");
+  }
+}
+
 TEST(ParseQuery, FollowsItsRules) {
   EXPECT_EQ(parse_query("a=%41%42"), (QueryParams{{"a", "AB"}}));
   EXPECT_EQ(parse_query("a=%4"), (QueryParams{{"a", "%4"}}));
@@ -153,10 +172,21 @@ TEST(DecodeValue, ReadsEscapesAsAnIntegerParserDoes) {
   EXPECT_EQ(decode_value("%-1"), "\xff");
   EXPECT_EQ(decode_value("%0x"), std::string(1, '\0'));
   EXPECT_EQ(decode_value("%c3%A9"), "\xc3\xa9");
+  EXPECT_EQ(decode_value("%+0"), std::string(1, '\0'));
   EXPECT_EQ(decode_value("100%"), "100%");
   EXPECT_EQ(decode_value("%2"), "%2");
   for (const char* text : {"%zz", "%G1", "%--", "%+ ", "%  ", "%%41"}) {
     EXPECT_THROW(decode_value(text), std::invalid_argument) << text;
+  }
+}
+
+TEST(DecodeValue, ReadsEveryByteInBothCases) {
+  for (int byte = 0; byte < 256; ++byte) {
+    for (const char* form : {"%%%02x", "%%%02X"}) {
+      char escape[4];
+      std::snprintf(escape, sizeof escape, form, byte);
+      EXPECT_EQ(decode_value(escape), std::string(1, static_cast<char>(byte))) << escape;
+    }
   }
 }
 
