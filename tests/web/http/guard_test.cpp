@@ -40,6 +40,13 @@ TEST(Guard, RefusesOtherNamesAndPorts) {
   }
 }
 
+// The port that a name without one stands for.
+TEST(Guard, OnPort80OtherNamesAreRefusedAsWell) {
+  EXPECT_FALSE(admits("Host: evil.test\r\n", "GET", 80));
+  EXPECT_FALSE(admits("Host: evil.test:80\r\n", "GET", 80));
+  EXPECT_FALSE(admits("Host: 127.0.0.1:8000\r\n", "GET", 80));
+}
+
 TEST(Guard, RefusesARepeatedOrMalformedHost) {
   EXPECT_FALSE(admits("Host: 127.0.0.1:8000\r\nHost: 127.0.0.1:8000\r\n"));
   EXPECT_FALSE(admits("Host: 127.0.0.1:8000\r\nHost: evil.test:8000\r\n"));
