@@ -8,7 +8,8 @@
 namespace tvn {
 
 // While one lives, `before` is called before every fdatasync, and `folder` before every fsync, in
-// the thread that calls it, with the path of the file or folder. One at a time.
+// the thread that calls it, with the path of the file or folder; either may be empty. One at
+// a time.
 class FaultySync {
  public:
   using Watch = std::function<void(const std::string& path)>;

@@ -235,6 +235,7 @@ TEST(WriteFile, WritesWhereALinkLeads) {
 TEST(WriteFile, ReplacesALinkThatLeadsToNoFile) {
   namespace fs = std::filesystem;
   const TemporaryFolder folder;
+  // Not a device of the system, which a fault here would replace where root runs the tests.
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   for (const char* target : {"missing", ".", "link", "pipe"}) {
     fs::create_symlink(target, folder / "link");

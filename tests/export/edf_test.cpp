@@ -166,7 +166,8 @@ TEST(Edf, TheRateIsTheLengthOfARecord) {
   EXPECT_EQ(file.substr(k_header + 124, 4), "\3\0\0\0"s);
   EXPECT_EQ(file.substr(k_header + 128, 120), zero_filled("+1\x14\x14\0+1.500\x14"
                                                           "4\x14\0"s));
-  EXPECT_FALSE(edf_file(std::vector<double>{1, 2}, 1, "", {}, k_start).empty());
+  // Two records of one sample and the annotations.
+  EXPECT_EQ(edf_file(std::vector<double>{1, 2}, 1, "", {}, k_start).size(), k_header + 2 * 122);
 }
 
 TEST(Edf, MarkersStandInTheRecordOfTheirSecond) {
