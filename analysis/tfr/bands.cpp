@@ -32,17 +32,14 @@ std::vector<double> kernel_taps(std::size_t step) {
   return taps;
 }
 
-// The number of taps is even.
 double weighted_sum(const double* values, const std::vector<double>& taps) {
+  static_assert(k_tfr_kernel_points % (2 * k_lanes) == 0, "no tap may be left over");
   Lanes sums[2] = {};
-  std::size_t i = 0;
-  for (; i + 2 * k_lanes <= taps.size(); i += 2 * k_lanes) {
+  for (std::size_t i = 0; i < taps.size(); i += 2 * k_lanes) {
     sums[0] += load_lanes(values + i) * load_lanes(taps.data() + i);
     sums[1] += load_lanes(values + i + k_lanes) * load_lanes(taps.data() + i + k_lanes);
   }
-  double sum = sums[0][0] + sums[0][1] + sums[1][0] + sums[1][1];
-  for (; i < taps.size(); ++i) sum += values[i] * taps[i];
-  return sum;
+  return sums[0][0] + sums[0][1] + sums[1][0] + sums[1][1];
 }
 
 // The sums of the last n, n - 1, ..., 0 taps.

@@ -44,6 +44,7 @@ TEST_F(BatchRecordingTest, SaysWhyAFileGivesNothing) {
   EXPECT_EQ(reason_for(kubios(",1,0.8\n,2,0.8\n,3,0.8\n")), NoResult::too_short);
   EXPECT_EQ(reason_for(kubios(",1,-0.8\n,2,-0.8\n,3,-0.9\n,4,90\n,5,-0.7\n")),
             NoResult::odd_intervals);
+  EXPECT_EQ(reason_for(kubios(",1,0\n,2,0\n,3,0\n,4,0\n,5,0\n")), NoResult::odd_intervals);
   EXPECT_EQ(reason_for(kubios(",1,1e300\n,2,1e300\n,3,1e300\n,4,1e308\n")), NoResult::too_long);
   EXPECT_EQ(analyse_file(folder_ / "none.txt", {}).reason, NoResult::unreadable);
   const std::string hole = add("");
@@ -107,6 +108,23 @@ TEST_F(BatchRecordingTest, TooFewBeatsForTheLengthAreNoHearts) {
   const BatchOutcome outcome = analyse_file(add(text), {});
   ASSERT_TRUE(outcome.result);
   EXPECT_TRUE(outcome.result->numbers.is_no_heart);
+}
+
+// Of 80 intervals, every fourth of them another one so that their mean lies within, too.
+TEST_F(BatchRecordingTest, IntervalsFrom330To1500MillisecondsAreAHearts) {
+  const auto is_no_heart = [this](const std::string& interval, const std::string& fourth) {
+    std::string rows;
+    for (int i = 0; i < 80; ++i) rows += ",1," + (i % 4 == 3 ? fourth : interval) + "\n";
+    const BatchOutcome outcome = analyse_file(add(kubios(rows)), {});
+    return !outcome.result || outcome.result->numbers.is_no_heart;
+  };
+  EXPECT_FALSE(is_no_heart("1.5", "1.4"));
+  EXPECT_TRUE(is_no_heart("1.51", "1.4"));
+  EXPECT_FALSE(is_no_heart("0.33", "0.36"));
+  EXPECT_TRUE(is_no_heart("0.329", "0.36"));
+  // The mean itself at its bound, which is exact here.
+  EXPECT_FALSE(is_no_heart("1.5", "1.5"));
+  EXPECT_TRUE(is_no_heart("1.5", "1.51"));
 }
 
 TEST_F(BatchRecordingTest, OneThreadGivesTheSameBytes) {

@@ -93,6 +93,7 @@ TEST_F(BluezCentralTest, AStrapThatSomebodyElseHasConnectedIsListedAndStreams) {
   bluetoothd().add_strap(nameless, true);
   bluetoothd().connect_elsewhere(nameless.address);
   bluetoothd().connect_elsewhere(k_strap);
+  world_.settle();  // not a word of it comes during the scan
   const ScanResult found = scan();
   ASSERT_EQ(found.devices.size(), 1u);
   EXPECT_EQ(found.devices[0].identifier, k_strap);
@@ -147,6 +148,13 @@ TEST_F(BluezCentralTest, ADeviceThatBluezHasForgottenIsFoundAgain) {
   ASSERT_NE(second_search, calls.end());
   EXPECT_EQ(*(second_search + 1), "StopDiscovery");
   EXPECT_EQ(*(second_search + 2), connect_call_);
+}
+
+TEST_F(BluezCentralTest, ARefusalWithoutAMessageIsToldByItsName) {
+  begin();
+  bluetoothd().refuse_discovery({"Failed", ""});
+  scan();
+  EXPECT_THAT(world_.log().lines(), Contains("startScan EXCEPTION: org.bluez.Error.Failed"));
 }
 
 // bluetoothd knows no object any more, or one without the method.
@@ -270,7 +278,9 @@ TEST_F(BluezCentralTest, AConnectionThatIsStillBeingMadeIsCalledOff) {
   EXPECT_TRUE(wait_for_call(disconnect_call_));
   EXPECT_EQ(world_.statuses(), Lines{"Connecting…"});
   bluetoothd().change_strap(k_strap, [](fake::Strap& strap) { strap.connect_hangs = false; });
+  const double begun = monotonic_seconds();
   EXPECT_TRUE(stream());
+  EXPECT_LT(monotonic_seconds() - begun, 3.0);  // a link that was never up need not go down
   world_.settle();
   EXPECT_TRUE(bluetoothd().is_connected(k_strap));  // wanted again, and left alone
   const Lines calls = bluetoothd().calls();

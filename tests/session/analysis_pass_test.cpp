@@ -112,6 +112,7 @@ TEST_F(AnalysisPassTest, PublishesIntoTheSession) {
   EXPECT_NEAR(get(&Engine::hr), 70.0, 30.0);
   EXPECT_GT(get(&Engine::rr_count), 20);
   EXPECT_FALSE(get(&Engine::hr_series).empty());
+  EXPECT_EQ(get(&Engine::tvn_series).size(), get(&Engine::hr_series).size());
   EXPECT_TRUE(get(&Engine::hr_series_json).get().starts_with("[{"));
 }
 

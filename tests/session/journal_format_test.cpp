@@ -160,15 +160,17 @@ TEST(JournalFormat, ImpossibleValuesAreNotBelieved) {
   append_marker_record(bytes, {-1, 1});
   append_marker_record(bytes, {101, 1});
   append_marker_record(bytes, {100, 9});
+  append_marker_record(bytes, {0, 1});
   append_saved_record(bytes, std::size_t{1} << 60, std::size_t{1} << 60);
   const JournalContent content = read_journal(bytes);
   EXPECT_TRUE(content.damaged);
   EXPECT_EQ(content.settings.base_name, ".._.._etc_passwd");
   EXPECT_EQ(content.samples, ramp(0, 100));
-  ASSERT_EQ(content.markers.size(), 1u);
+  ASSERT_EQ(content.markers.size(), 2u);
   EXPECT_EQ(content.markers[0].key, 9);
+  EXPECT_EQ(content.markers[1].sample_index, 0);
   EXPECT_EQ(content.saved, 100u);
-  EXPECT_EQ(content.saved_markers, 1u);
+  EXPECT_EQ(content.saved_markers, 2u);
 }
 
 // They would stand in the name of the recording.

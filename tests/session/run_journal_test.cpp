@@ -46,6 +46,12 @@ TEST_F(RunJournalTest, IsHiddenAndForTheUserAlone) {
   EXPECT_THAT(recordings(), IsEmpty());
 }
 
+// Rounds later are too late for a crash in the first half of a second.
+TEST_F(RunJournalTest, KnowsTheSettingsFromTheStart) {
+  start();
+  EXPECT_EQ(journal().settings, (RecordingSettings{"anna", 4, 6, "F", 40}));
+}
+
 TEST_F(RunJournalTest, FollowsSettingsThatChangeDuringTheRun) {
   start();
   {

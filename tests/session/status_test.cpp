@@ -115,6 +115,16 @@ TEST_F(StatusTest, ShowsNothingInTheFirstMomentsOfALiveRun) {
   EXPECT_EQ(count_of(value_of(status_json(engine_), "ecg", "hr_series"), '5'), 73u);
 }
 
+// A tenth of 16 cycles of 16 s: 3,328 of 33,280 samples.
+TEST_F(StatusTest, ALiveRunsProgressIsThatThroughItsPlannedCycles) {
+  const SessionLock hold(engine_.lock);
+  engine_.mode = "live";
+  engine_.live_ecg.append(std::vector<double>(3328, 0.0));
+  const std::string json = status_json(engine_);
+  EXPECT_EQ(value_of(json, "frac", "cycles_done"), "0.1");
+  EXPECT_EQ(value_of(json, "total", "frac"), "256");
+}
+
 TEST_F(StatusTest, LimitsALiveRunsProgressToOne) {
   const SessionLock hold(engine_.lock);
   engine_.mode = "live";

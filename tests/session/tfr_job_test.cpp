@@ -36,6 +36,9 @@ TEST_F(TfrJobTest, NeedsThreeSeconds) {
   start_tfr_job(engine_);
   EXPECT_EQ(status(), "error");
   EXPECT_EQ(error(), "Not enough data recorded yet.");
+  set_replay(std::vector<double>(390, 0.0));
+  start_tfr_job(engine_);
+  EXPECT_TRUE(wait_until([this] { return error() == k_too_short; }));
 }
 
 TEST_F(TfrJobTest, TellsWhenThereIsTooLittleToCompute) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace tvn {
@@ -72,6 +73,30 @@ TEST(SelectBeats, TheRobustScoreLiesStrictlyBetween3And7) {
   }
   const auto exact = [] { return Spread{}; };
   EXPECT_EQ(select_beats(peaks, 1, 3000, 130, Spread{0, 100}, exact), (Positions{100, 200}));
+}
+
+// 21 and -19 in turn: mean 1, deviation 20. 36 samples leave four over for the last, smaller round.
+TEST(SpreadSums, MeanAndDeviationOfPieces) {
+  std::vector<double> samples;
+  for (int i = 0; i < 36; ++i) samples.push_back(i % 2 == 0 ? 21 : -19);
+  SpreadSums sums;
+  EXPECT_FALSE(sums.spread());
+  sums.add(std::span(samples).first(16));
+  sums.add(std::span(samples).subspan(16));
+  ASSERT_TRUE(sums.spread());
+  EXPECT_NEAR(sums.spread()->mean, 1, 1e-14);
+  EXPECT_NEAR(sums.spread()->sd, 20, 1e-14);
+}
+
+TEST(SpreadSums, DoNotTellADeviationBelowTheMean) {
+  const auto tells = [](double high, double low) {
+    SpreadSums sums;
+    sums.add(std::vector<double>{high, low});
+    return sums.spread().has_value();
+  };
+  EXPECT_TRUE(tells(21, -1));  // mean 10, deviation 11
+  EXPECT_FALSE(tells(20, 0));  // 10 and 10
+  EXPECT_FALSE(tells(5, 5));
 }
 
 // At 100 samples per second; what is chosen shows by its first interval.

@@ -241,6 +241,8 @@ TEST(TfrPossible, ComparesWithTheTruncatedCycle) {
   EXPECT_TRUE(tfr_possible(1430, 3, 11.0 + 0.9 / 130, 130));
   EXPECT_FALSE(tfr_possible(1429, 3, 11.0 + 0.9 / 130, 130));
   EXPECT_FALSE(tfr_possible(1430, 2, 11, 130));
+  EXPECT_TRUE(tfr_possible(1430, 3, 1, 1));  // a cycle of one sample, the shortest there is
+  EXPECT_FALSE(tfr_possible(1430, 3, 0.999, 1));
   EXPECT_FALSE(tfr_possible(std::size_t{1} << 31, 3, 11, 130));
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "picture/png.h"
 
@@ -48,6 +49,28 @@ TEST(NormativeLogPower, OfOtherAges) {
   EXPECT_NEAR(normative_log_power('F', 63), 7.68084, 1e-12);
   EXPECT_NEAR(normative_log_power('F', 0), 9.465, 1e-12);
   EXPECT_NEAR(normative_log_power('M', 20), 8.4148, 1e-12);
+}
+
+// The codes are the letters' own, in ASCII.
+TEST(SexCode, IsThatOfAManUnlessTheTextIsF) {
+  EXPECT_EQ(sex_code_of("F"), 70);
+  for (const char* text : {"M", "f", "", "FF"}) EXPECT_EQ(sex_code_of(text), 77) << text;
+}
+
+TEST(TfrImage, EachPictureHasItsOwnScaleAndTheSameLine) {
+  TfrPictures pictures;
+  pictures.expected_row = 17;
+  pictures.tfr3_centre = 3.5, pictures.tfr3_half_range = 3.25;
+  pictures.tfr10_centre = 10.5, pictures.tfr10_half_range = 10.25;
+  TfrImageSettings given;
+  given.age = 63;
+  const TfrImageSettings time = high_time_settings(given, pictures);
+  const TfrImageSettings frequency = high_frequency_settings(given, pictures);
+  EXPECT_EQ(std::tuple(time.expected_row, time.centre, time.half_range, time.age),
+            std::tuple(17, 3.5, 3.25, 63));
+  EXPECT_EQ(std::tuple(frequency.expected_row, frequency.centre, frequency.half_range),
+            std::tuple(17, 10.5, 10.25));
+  EXPECT_EQ(frequency.age, 63);
 }
 
 TEST(TfrImage, IsAtMost1200PixelsWide) {

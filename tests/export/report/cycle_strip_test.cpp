@@ -103,6 +103,9 @@ TEST(CycleStrip, WithTwentyCyclesOddNumbersAreLeftOut) {
 TEST(CycleStrip, NarrowCellsHaveSmallerValues) {
   EXPECT_THAT(strip(std::vector<double>(24, 8.8)), testing::HasSubstr("/F1 8.5 Tf"));
   EXPECT_THAT(strip(std::vector<double>(25, 8.8)), testing::HasSubstr("/F1 7 Tf"));
+  std::string content;  // 26 cells of 20 points
+  draw_cycle_strip(content, std::vector<double>(26, 8.8), 8, {0, 520, 0, 46});
+  EXPECT_THAT(content, testing::HasSubstr("/F1 8.5 Tf"));
 }
 
 TEST(CycleStrip, WhatHasNoRoomIsTextWithoutInk) {

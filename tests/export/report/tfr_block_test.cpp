@@ -36,6 +36,7 @@ TEST(TfrBlock, APictureStaysOnThePage) {
   std::string content;
   EXPECT_EQ(tfr_block(content, {100, 300, ""}, "Im1", "TFR", {}, 100, 614), 20);
   EXPECT_NE(content.find("q 430 0 0 574 98 40 cm /Im1 Do Q\n"), std::string::npos);
+  EXPECT_EQ(tfr_block(content, {100, 300, ""}, "Im1", "TFR", {}, 100, 40), 40 - 1 - 20);
 }
 
 }  // namespace

@@ -27,6 +27,15 @@ TEST(JpegSize, ReadsTheFrameHeader) {
   EXPECT_TRUE(jpeg_size(k_start + frame(0xC2, 1, 65535)));
 }
 
+// ITU-T T.81, table B.1: SOF0 to SOF15, but for DHT, JPG and DAC.
+TEST(JpegSize, KnowsEveryKindOfFrame) {
+  for (int marker = 0xBF; marker <= 0xD0; ++marker) {
+    const bool is_frame = marker >= 0xC0 && marker < 0xD0 && marker % 4 != 0;
+    EXPECT_EQ(jpeg_size(k_start + frame(marker, 1, 2)).has_value(), is_frame || marker == 0xC0)
+        << marker;
+  }
+}
+
 TEST(JpegSize, SkipsOtherSegmentsAndStrayBytes) {
   const std::string application = bytes({0xFF, 0xE0, 0, 4, 1, 2});
   const std::string huffman = bytes({0xFF, 0xC4, 0, 3, 9});

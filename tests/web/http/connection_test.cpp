@@ -7,6 +7,7 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <thread>
 
@@ -60,6 +61,19 @@ TEST_F(ConnectionTest, ClosesASilentClientWithoutAReply) {
   shutdown(client_, SHUT_WR);
   route_request(server_, answer_);
   EXPECT_EQ(receive(), "");
+}
+
+TEST_F(ConnectionTest, SendsEachByteOnceWhateverWentBefore) {
+  errno = EINTR;
+  send_all(server_, "once");
+  ::close(server_);
+  EXPECT_EQ(receive(), "once");
+}
+
+TEST_F(ConnectionTest, StopsSendingToAClientThatHasGone) {
+  shutdown(client_, SHUT_RDWR);
+  send_all(server_, std::string(1'000'000, 'x'));
+  ::close(server_);
 }
 
 TEST_F(ConnectionTest, GivesUpOnAClientThatNeverCloses) {
