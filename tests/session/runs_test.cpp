@@ -87,6 +87,7 @@ TEST_F(RunsTest, AReplayPlaysToItsEndAndIsThenAnalysedWhole) {
   EXPECT_TRUE(engine_.running);
   EXPECT_EQ(get(&Engine::mode), "replay");
   EXPECT_EQ(get(&Engine::source_label), "a.csv");
+  EXPECT_EQ(get(&Engine::cycle_seconds), 10);
   ASSERT_TRUE(wait_until([this] { return !engine_.running; }));
   EXPECT_FALSE(engine_.stop_requested);
   EXPECT_EQ(get(&Engine::replay_pos), static_cast<std::int64_t>(ecg.size()));

@@ -83,6 +83,22 @@ TEST_F(ConnectionTest, GivesUpOnAClientThatNeverCloses) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
 }
 
+// 16 MiB at most of what a client goes on sending, and no longer than a second.
+TEST_F(ConnectionTest, DrainsNoMoreThan16MebibytesOfAnEndlessClient) {
+  std::size_t sent = 0;
+  std::thread client([&] {
+    const std::string piece(65536, 'x');
+    for (;;) {
+      const ssize_t wrote = ::send(client_, piece.data(), piece.size(), 0);
+      if (wrote < 0) return;
+      sent += static_cast<std::size_t>(wrote);
+    }
+  });
+  finish_connection(server_);
+  client.join();
+  EXPECT_LT(sent, std::size_t{20} << 20);
+}
+
 TEST_F(ConnectionTest, StreamsEventsUntilTheClientGoes) {
   std::atomic<int> made{0};
   send_request("GET /stream HTTP/1.1\r\n\r\n");
