@@ -29,6 +29,8 @@ TEST(TruncateTo, CutsTowardZeroAndStaysInRange) {
   EXPECT_EQ(truncate_to<std::int32_t>(1e99), std::numeric_limits<std::int32_t>::max());
   EXPECT_EQ(truncate_to<std::int32_t>(-1e99), std::numeric_limits<std::int32_t>::min());
   EXPECT_EQ(truncate_to<std::int64_t>(9.3e18), std::numeric_limits<std::int64_t>::max());
+  const volatile double beyond = 0x1p63;  // not for the compiler to convert, which limits it
+  EXPECT_EQ(truncate_to<std::int64_t>(beyond), std::numeric_limits<std::int64_t>::max());
   EXPECT_EQ(truncate_to<std::int64_t>(k_infinity), std::numeric_limits<std::int64_t>::max());
   EXPECT_EQ(truncate_to<std::int64_t>(-k_infinity), std::numeric_limits<std::int64_t>::min());
   EXPECT_EQ(truncate_to<std::int64_t>(k_nan), 0);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 
 #include "base/clock.h"
 #include "session/markers.h"
@@ -178,6 +179,23 @@ TEST_F(RunJournalTest, AMarkerAfterTheSaveIsNotForgotten) {
 }
 
 #ifdef __linux__
+TEST_F(RunJournalTest, ADiskThatDoesNotTakeItIsTold) {
+  const LogFolder log;
+  testing::internal::CaptureStderr();
+  {
+    const FaultySync broken(nullptr, nullptr, EIO);
+    start();
+    send(1);
+    stop(engine_);
+  }
+  ASSERT_THAT(journals(), SizeIs(1));
+  const std::string told =
+      "The journal of this run ends: " + folder_ / journals()[0] + ": Input/output error";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), told + "\n");
+  EXPECT_THAT(log.lines(), testing::Contains(told));
+  EXPECT_EQ(journal().samples.size(), sent_);
+}
+
 // A power cut costs ten seconds, a kill one, also while the disk stalls.
 TEST_F(RunJournalTest, IsBroughtToTheDiskWithinTenSecondsAndAppendedToMeanwhile) {
   std::atomic<int> begun = 0;

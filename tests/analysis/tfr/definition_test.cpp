@@ -243,6 +243,7 @@ TEST(TfrPossible, ComparesWithTheTruncatedCycle) {
   EXPECT_FALSE(tfr_possible(1430, 2, 11, 130));
   EXPECT_TRUE(tfr_possible(1430, 3, 1, 1));  // a cycle of one sample, the shortest there is
   EXPECT_FALSE(tfr_possible(1430, 3, 0.999, 1));
+  EXPECT_TRUE(tfr_possible((std::size_t{1} << 31) - 1, 3, 11, 130));
   EXPECT_FALSE(tfr_possible(std::size_t{1} << 31, 3, 11, 130));
 }
 

@@ -196,6 +196,21 @@ TEST_F(BatchCommandTest, ALineThatIsCutOffMakesNoTables) {
   EXPECT_THAT(files_in(out("later")), IsEmpty());
 }
 
+TEST_F(BatchCommandTest, ALineWithoutOneOfItsMembersMakesNoTables) {
+  add_ecg("A/one.txt");
+  const std::string line = run({"-q", "--json", "-o", out(), root()}).output;
+  for (const std::string member :
+       {"person", "recording", "cycle_seconds", "last_tvn", "log_power"}) {
+    std::string other = line;
+    const std::size_t at = other.find('"' + member + "\":");
+    ASSERT_NE(at, std::string::npos) << member;
+    other.replace(at, member.size() + 2, "\"other\"");
+    const ProgramEnd end = run({"--tables", "-o", out("later")}, other);
+    EXPECT_EQ(end.status, 2) << member;
+    EXPECT_EQ(end.errors, "talvern-batch: -:1: not a whole line of --json\n") << member;
+  }
+}
+
 TEST_F(BatchCommandTest, GroupsGoToOtherMachinesAndComeBack) {
   add_study();
   const ProgramEnd whole = run({"-q", "--json", "--date=d", "--age=50", "-o", out(), root()});

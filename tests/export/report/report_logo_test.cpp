@@ -13,6 +13,8 @@ TEST(ReportLogo, IsPresentOnlyWithBytesAndASize) {
   EXPECT_FALSE(report_logo().is_present());
   set_report_logo("", 10, 10);
   EXPECT_FALSE(report_logo().is_present());
+  set_report_logo("jpeg", 1, 1);
+  EXPECT_TRUE(report_logo().is_present());
   set_report_logo("jpeg", 700, 175);
   EXPECT_TRUE(report_logo().is_present());
   EXPECT_EQ(report_logo().width, 700);
