@@ -179,6 +179,15 @@ TEST(WriteFile, WhatARunningProgramWritesIsNoLeftover) {
   EXPECT_TRUE(is_readable_file(writing.path));
 }
 
+// An errno of earlier says nothing of a lock that was given.
+TEST(CreateLockedFile, TakesTheFirstNameWhateverWentBefore) {
+  const TemporaryFolder folder;
+  errno = EWOULDBLOCK;
+  const NewFile created = create_locked_file(folder / ".tvn-", ".tmp", 0600);
+  EXPECT_TRUE(created.handle.is_open());
+  EXPECT_THAT(names_in(folder.path()), testing::SizeIs(1));
+}
+
 #ifdef __linux__
 // What a power cut must not take is on the disk before it has its name, and then its name is.
 TEST(WriteFile, IsBroughtToTheDiskWholeBeforeItHasItsName) {

@@ -61,6 +61,9 @@ TEST(FitFileName, CutsBeforeTheExtensionAndTellsLongNamesApart) {
     EXPECT_NE(fit_file_name(one + extension), fit_file_name(two + extension));
   }
   EXPECT_TRUE(fit_file_name("." + one).starts_with(".nnn"));
+  const std::string longest = "." + std::string(31, 'e');
+  EXPECT_TRUE(fit_file_name(one + longest).ends_with(longest));
+  EXPECT_FALSE(fit_file_name(one + longest + "e").ends_with("e"));
 }
 
 TEST(FitFileName, EndsWithAWholeCharacter) {

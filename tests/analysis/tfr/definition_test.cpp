@@ -206,16 +206,24 @@ TEST(ComputeTfr, PutsRowsScalesAndCyclesTogether) {
       ASSERT_EQ(result.tfr10[row * 250 + t], static_cast<float>(row10[t]));
     }
   }
-  double sum = 0, squares = 0, logs = 0;
-  for (std::size_t t = 0; t < 250; ++t) {
-    const double a = static_cast<double>(result.tfr3[142 * 250 + t]);
-    sum += a;
-    squares += a * a;
-    if (t < 44) logs += std::log(static_cast<double>(result.tfr10[142 * 250 + t]));
-  }
-  const double mean = sum / 250, sd = std::sqrt(squares / 250 - mean * mean);
-  EXPECT_NEAR(result.tfr3_centre, 2 * mean, 1e-9 * mean);
-  EXPECT_NEAR(result.tfr3_half_range, 2 * sd, 1e-9 * mean);
+  const auto expect_scale = [](std::span<const float> row, double centre, double centre_means,
+                               double half_range, double half_range_deviations) {
+    double sum = 0, squares = 0;
+    for (const float value : row) {
+      const auto power = static_cast<double>(value);
+      sum += power;
+      squares += power * power;
+    }
+    const double mean = sum / 250, sd = std::sqrt(squares / 250 - mean * mean);
+    EXPECT_NEAR(centre, centre_means * mean, 1e-9 * mean);
+    EXPECT_NEAR(half_range, half_range_deviations * sd, 1e-9 * mean);
+  };
+  const auto row3 = std::span(result.tfr3).subspan(142 * 250, 250);
+  const auto row10 = std::span(result.tfr10).subspan(142 * 250, 250);
+  expect_scale(row3, result.tfr3_centre, 2, result.tfr3_half_range, 2);
+  expect_scale(row10, result.tfr10_centre, 1, result.tfr10_half_range, 1.5);
+  double logs = 0;
+  for (std::size_t t = 0; t < 44; ++t) logs += std::log(static_cast<double>(row10[t]));
   ASSERT_EQ(result.cycle_log_power.size(), 5u);
   EXPECT_NEAR(result.cycle_log_power[0], logs / 44, 1e-12);
 }

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include "picture/png.h"
 
@@ -77,6 +79,17 @@ TEST(TfrImage, IsAtMost1200PixelsWide) {
   EXPECT_EQ(row_image(std::vector<float>(800), plain_settings()).width, 800u);
   EXPECT_EQ(row_image(std::vector<float>(1200), plain_settings()).width, 1200u);
   EXPECT_EQ(row_image(std::vector<float>(10000), plain_settings()).width, 1200u);
+}
+
+TEST(SamplePicture, OfAnEmptyOrIncompleteMatrixIsEmpty) {
+  const std::vector<float> powers(6);
+  EXPECT_EQ(sample_picture(powers, 2, 3).width, 3u);
+  for (const auto& [rows, cols] : {std::pair{0, 3}, {2, 0}, {0, 0}, {2, 4}, {3, 3}}) {
+    const TfrPicture picture =
+        sample_picture(powers, static_cast<std::size_t>(rows), static_cast<std::size_t>(cols));
+    EXPECT_EQ(picture.width, 0u) << rows << " x " << cols;
+    EXPECT_TRUE(picture.values.empty());
+  }
 }
 
 TEST(TfrImage, SamplesTheLowerNeighbourColumn) {
