@@ -17,6 +17,7 @@
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/batch/command/batch_program.h"
 #include "tests/session/session_fixture.h"
+#include "tests/file_limit.h"
 #include "tests/without_streams.h"
 
 namespace tvn {
@@ -391,6 +392,21 @@ TEST_F(BatchCommandTest, WrongUseHasStatus2) {
   EXPECT_EQ(run({"--version"}).output, "talvern-batch 1.0.0\n");
   fs::create_directories(folder_ / "empty");
   EXPECT_EQ(run({"-o", out(), folder_ / "empty"}).status, 1);
+}
+
+// The table of log power fits, the report does not: there is no folder with the one alone.
+TEST_F(BatchCommandTest, APersonWhoseReportCannotBeWrittenHasNoFolder) {
+  add_ecg("A/one.txt");
+  ProgramEnd end;
+  {
+    const FileLimit full(10'000);
+    end = run({"-o", out(), root()});
+  }
+  EXPECT_EQ(end.status, 2) << end.errors;
+  EXPECT_THAT(end.errors, testing::HasSubstr("_report.pdf: File too large\n"));
+  EXPECT_FALSE(fs::exists(out() + "/A_export"));
+  EXPECT_EQ(run({"-q", "-o", out(), root()}).status, 0);
+  EXPECT_TRUE(fs::exists(out() + "/A_export/A_report.pdf"));
 }
 
 TEST_F(BatchCommandTest, StandardOutputThatIsFullIsNoSuccess) {
