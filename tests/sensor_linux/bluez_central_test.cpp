@@ -346,6 +346,17 @@ TEST_F(BluezCentralTest, AConnectionThatWasCalledOffIsWatchedDuringTheNextRun) {
   EXPECT_TRUE(wait_until([this] { return !bluetoothd().is_connected(k_strap); }));
 }
 
+// Who only asks it to stop leaves it with a link that nobody has.
+TEST_F(BluezCentralTest, TheEndWaitsUntilAStrapThatAnswersSlowlyIsAskedToLeave) {
+  world_.strap().answer_seconds = 0.3;
+  begin();
+  world_.remember_strap();
+  ASSERT_TRUE(stream());
+  world_.end_driver();
+  EXPECT_TRUE(wait_until([this] { return !bluetoothd().is_connected(k_strap); }));
+  EXPECT_EQ(world_.writes().back(), "0300");
+}
+
 TEST_F(BluezCentralTest, AStrapThatStopsAnsweringIsLeftAllTheSame) {
   world_.strap().falls_silent_on_write = true;
   begin();

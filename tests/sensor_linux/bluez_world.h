@@ -68,6 +68,9 @@ class BluezWorld : public StrapWorld {
   // Answers take 5 ms each, an end 0.1 s.
   void settle() override { std::this_thread::sleep_for(std::chrono::milliseconds(250)); }
 
+  // As a program's end does, run or no run.
+  void end_driver() { driver_.reset(); }
+
   // What only BlueZ has.
   fake::Bluetoothd& bluetoothd() { return *bluetoothd_; }
   PrivateBus& bus() { return *bus_; }
