@@ -66,6 +66,12 @@ TEST(Startup, PrintsTheBannerAndOpensTheBrowser) {
   EXPECT_EQ(program.opened_address(), "http://127.0.0.1:" + std::to_string(program.port()) + "/\n");
 }
 
+TEST(Startup, WithoutAPortTakesTheFirstThatIsFreeFrom8000On) {
+  const Program program({"", {}, false});
+  EXPECT_GE(program.port(), 8000);
+  EXPECT_LT(program.port(), 8050);
+}
+
 TEST(Startup, KeepsTheDataBelowTheHomeFolder) {
   const Program program({std::to_string(test_port()), {}, true});
   const std::string data = program.folder() + "/Documents/TVN-Live";

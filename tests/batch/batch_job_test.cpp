@@ -297,8 +297,12 @@ TEST_F(BatchJobTest, AFileOfAbsurdSizeIsNotRead) {
   add_ecg("A/one.txt");
   add("B/hole.txt", "");
   fs::resize_file(root() + "/B/hole.txt", 2'000'000'000'000);
+  add("C/words.txt", "no recording\n");
+  testing::internal::CaptureStderr();
   run();
-  expect_done(1, 2);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Left out of the batch, as it is larger than 1 GB: " + root() + "/B/hole.txt\n");
+  expect_done(1, 3);
 }
 
 TEST_F(BatchJobTest, WhatIsLongerThan48HoursIsLeftOutByName) {

@@ -1,6 +1,8 @@
 #include "session/analysis_pass.h"
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/session/session_fixture.h"
@@ -101,6 +103,24 @@ TEST_F(AnalysisPassTest, TellsBothSeriesApart) {
   }
   EXPECT_GT(values, 90u);  // ten seconds, at ten a second, after two cycles
   EXPECT_EQ(result->tvn, result->tvn_series.back().y);
+}
+
+// A heart that beats like a clock has no TVN value: the newest one is of before.
+TEST_F(AnalysisPassTest, TheNewestTvnIsTheLastThereIs) {
+  std::vector<double> ecg = make_ecg(60.0);
+  const std::size_t clockwork = ecg.size();
+  ecg.resize(clockwork + 130 * 40);
+  for (std::size_t i = clockwork; i + 1 < ecg.size(); ++i) {
+    const std::size_t in_beat = i % 104;
+    ecg[i] = in_beat == 50 ? 1000 : in_beat == 49 || in_beat == 51 ? 400 : 0;
+  }
+  const auto result = pass_over(ecg, 4.0);
+  ASSERT_TRUE(result);
+  EXPECT_TRUE(result->tvn_series.back().is_null);
+  const auto last = std::find_if(result->tvn_series.rbegin(), result->tvn_series.rend(),
+                                 [](const SeriesPoint& point) { return !point.is_null; });
+  ASSERT_NE(last, result->tvn_series.rend());
+  EXPECT_EQ(result->tvn, last->y);
 }
 
 TEST_F(AnalysisPassTest, PublishesIntoTheSession) {

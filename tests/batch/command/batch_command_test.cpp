@@ -16,8 +16,8 @@
 #include "recording/raw_ecg.h"
 #include "tests/analysis/synthetic_ecg.h"
 #include "tests/batch/command/batch_program.h"
-#include "tests/session/session_fixture.h"
 #include "tests/file_limit.h"
+#include "tests/session/session_fixture.h"
 #include "tests/without_streams.h"
 
 namespace tvn {
